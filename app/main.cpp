@@ -1,0 +1,3 @@
+#include "app/orvel.hpp"
+
+int main(int argc, char **argv) { return orvel::run_orvel(argc, argv); }

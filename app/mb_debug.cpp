@@ -1,0 +1,99 @@
+#include "app/mb_debug.hpp"
+
+#include "app/mb_mpi.hpp"
+#include "app/run_settings.hpp"
+#include "numeric/data_out.hpp"
+
+#include <ctime>
+
+namespace orvel {
+
+namespace {
+
+// Next percentage mark of the progress line, a multiple of 5. One timed loop at a time.
+int five_ct = 5;
+
+// Clock readings in seconds: start of the timed loop, and the latest one.
+double clock_start = 0.0;
+double clock_now = 0.0;
+
+// Processor time in seconds, read in whole milliseconds.
+double clock_seconds() {
+    const double milliseconds =
+        static_cast<double>(std::clock()) * 1000.0 / static_cast<double>(CLOCKS_PER_SEC);
+    return static_cast<double>(static_cast<long long>(milliseconds)) / 1000.0;
+}
+
+void write_mark() {
+    mb_fprintf(stdout, "%d%%", five_ct);
+    mb_fflush(stdout);
+    five_ct += 5;
+}
+
+} // namespace
+
+void dbg_mon(const char *line) {
+    if (dbg.process_mon_flag == 1) {
+        mb_fprintf(stdout, "%s", line);
+    }
+}
+
+void dbg_dump_complexvec(int flag, const char *title, int n, const complex *v) {
+    if (flag == 1) {
+        mb_fprintf(stdout, "%s\n", title);
+        print_complexvec(n, v);
+    }
+}
+
+void dbg_dump_complexmat(int flag, const char *title, int n, const complex *const *m) {
+    if (flag == 1) {
+        mb_fprintf(stdout, "%s\n", title);
+        print_complexmat(n, m);
+    }
+}
+
+void progress_indicator(int i, int n) {
+    if (i == 0) {
+        five_ct = 5;
+    }
+    const int percent = static_cast<int>(i * 100.0 / n);
+    if (percent > five_ct) {
+        if (five_ct == 5) {
+            mb_fprintf(stdout, "    ");
+            mb_fflush(stdout);
+        }
+        do {
+            write_mark();
+        } while (percent >= five_ct);
+    }
+    if (i == n - 1) {
+        while (five_ct <= 95) {
+            write_mark();
+        }
+    }
+}
+
+void exec_time_forecast(int n) {
+    if (n == -1) {
+        mb_fprintf(stdout, "  Estimating exec. time .... ");
+        mb_fflush(stdout);
+        clock_start = clock_seconds();
+        return;
+    }
+    clock_now = clock_seconds();
+    const double seconds = clock_now - clock_start;
+    if (n > 0) {
+        if (seconds > 0.1) {
+            mb_fprintf(stdout, " %.1lf [min] (1CPU)\n", n * seconds / 60.0);
+            mb_fflush(stdout);
+        } else {
+            mb_fprintf(stdout, " Maybe not so long.\n");
+        }
+        return;
+    }
+    mb_fprintf(stdout, "100%%\n");
+    mb_fprintf(stdout, "    elapsed time: %g [min] = %g [hour]\n", seconds / 60.0,
+               seconds / 3600.0);
+}
+
+} // namespace orvel

@@ -1,0 +1,25 @@
+// What long loops and solvers say while they work: monitor lines, dumps, progress marks and the
+// forecast of the run time. All of it goes to the console.
+#pragma once
+
+#include "numeric/complex.hpp"
+
+namespace orvel {
+
+// Writes a monitor line (with its own line end) when process_mon_flag is set.
+void dbg_mon(const char *line);
+
+// When flag is 1: the title line, then the n elements or the leading n x n block, listed with
+// indices from 0.
+void dbg_dump_complexvec(int flag, const char *title, int n, const complex *v);
+void dbg_dump_complexmat(int flag, const char *title, int n, const complex *const *m);
+
+// Progress marks of a loop of n steps, called at the start of each step i: "5%10%15%..." after
+// four blanks. The last step writes the marks up to 95%; exec_time_forecast(0) completes the line.
+void progress_indicator(int i, int n);
+
+// n = -1 starts the clock, n > 0 forecasts the time of n steps after the first one is done,
+// n = 0 ends the timing with the time elapsed. Processor time, in minutes and hours.
+void exec_time_forecast(int n);
+
+} // namespace orvel

@@ -1,0 +1,80 @@
+// The output family: every message and every file of a run goes through here, and every run that
+// cannot go on ends here.
+//
+// Console means standard output. Failures to open or to write a file are the exception: they are
+// told on standard error, since standard output may be the very thing that cannot be written.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+namespace orvel {
+
+// What happens when a run ends early: the program exits with the status; a test or a fuzzer puts
+// its own ending (an exception) in its place. An ending must not return.
+using RunEnding = void (*)(int status);
+
+// Replaces the ending and returns the one before; null restores the program's own (std::exit).
+RunEnding set_run_ending(RunEnding ending);
+
+// The one place where a run ends before its job is done.
+[[noreturn]] void end_run(int status);
+
+// An output file and the name it was opened by, which a failing close has to tell. Move-only;
+// the destructor closes without a check and is only reached open when the run ends early.
+class OutputFile {
+public:
+    OutputFile() = default;
+    OutputFile(std::FILE *stream, std::string path);
+    ~OutputFile();
+    OutputFile(OutputFile &&other) noexcept;
+    OutputFile &operator=(OutputFile &&other) noexcept;
+    OutputFile(const OutputFile &) = delete;
+    OutputFile &operator=(const OutputFile &) = delete;
+
+    // The open stream; null when the file was never opened or is closed.
+    operator std::FILE *() const { return stream_; }
+    const std::string &path() const { return path_; }
+    // Gives up the stream without closing it.
+    std::FILE *release();
+
+private:
+    std::FILE *stream_ = nullptr;
+    std::string path_;
+};
+
+// Formatted write to one stream; returns what the underlying write returns.
+int mb_fprintf(std::FILE *stream, const char *format, ...) __attribute__((format(printf, 2, 3)));
+
+// The same message to the given stream and then to standard output: for whatever must stand in
+// the log and on the screen.
+void mb_fprintf_stdo(std::FILE *stream, const char *format, ...)
+    __attribute__((format(printf, 2, 3)));
+
+// The same message to two streams, in this order.
+void two_fprintf(std::FILE *stream1, std::FILE *stream2, const char *format, ...)
+    __attribute__((format(printf, 3, 4)));
+
+void mb_fflush(std::FILE *stream);
+
+// Opens a file for writing, truncating it. On failure: "$$ Cannot open %s. Abort.\n" on standard
+// error, exit status 1.
+OutputFile mb_fopen_chk_wmode(const std::string &path);
+
+// Flushes and closes. Whatever could not be written (disk full, a closed pipe) is noticed here:
+// "$$ Cannot write %s. Abort.\n" on standard error, exit status 1.
+void mb_fclose(OutputFile &file);
+
+// Ends a run that cannot go on: "$$error: ", the message and a newline to the stream, status 1.
+[[noreturn]] void mb_error_exit(std::FILE *stream, const char *format, ...)
+    __attribute__((format(printf, 2, 3)));
+
+// As mb_error_exit, with the prefix "$$ERROR: "; used by the readers of the scattering factors.
+[[noreturn]] void error_exit(std::FILE *stream, const char *format, ...)
+    __attribute__((format(printf, 2, 3)));
+
+// Ends a run on input that cannot be used: the message and a newline to the console, status 1.
+// The message brings its own "$$".
+[[noreturn]] void input_exit(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+} // namespace orvel

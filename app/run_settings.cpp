@@ -1,0 +1,8 @@
+#include "app/run_settings.hpp"
+
+namespace orvel {
+
+DebugFlags dbg;
+EpsilonSettings epsilon;
+
+} // namespace orvel

@@ -1,0 +1,29 @@
+// Inverse of a complex matrix and the solution of the entrance boundary condition: the choice of
+// routine by the run settings.
+#pragma once
+
+#include "numeric/complex.hpp"
+#include "numeric/vecmat.hpp"
+
+namespace orvel {
+
+// Scratch of the inversions for orders up to n_max, allocated once per job.
+struct InvmatWork {
+    explicit InvmatWork(int n_max);
+    int n_max = 0;
+    Vector<double> reals;
+    Vector<complex> vec;
+    Vector<int> index;
+};
+
+// A <- A^-1 in place by inv_c_mat with the tolerance inv_eps. Any invmat_func but 0 ends the run
+// ("$$ Invalid epsilon.invmat_func=%d. Abort.\n", status 1). A non-zero status of the routine is
+// told on the console ("$$ (invmat): inv_c_mat = %d\n") and the run goes on. Returns 0.
+int invmat(int n, complex *const *a, InvmatWork &work);
+
+// alpha = first column of M^-1 by inverse(); M is destroyed. Any bc_invmat_func but 0 ends the run
+// ("$$ Invalid epsilon.bc_invmat_func=%d. Abort.\n", status 1). Returns the status of the routine:
+// 0 success, 30000 failure.
+int bc_invmat(int n, complex *const *m, complex *alpha, InvmatWork &work);
+
+} // namespace orvel
