@@ -76,18 +76,18 @@ StructureFactor calc_structure_factor(const Hkl &g, const Csd &csd, double volta
     StructureFactor result;
     for (std::size_t i = 0; i < csd.sites.size(); ++i) {
         const AtomSite &site = csd.sites[i];
-        AtomFactors bk;
-        if (atom_bk(csd.bk[i], std::sqrt(sq_s), site.B, voltage, bk) != 0) {
+        ScatteringFactors bk;
+        if (atom_bk(csd.bk[i], std::sqrt(sq_s), site.B, bk, voltage) != 0) {
             result.status = 1;
         }
         if (site.af == 0) {
             f.elastic[i] = atomsf_xdt(sq_s, csd.xray[i]);
         } else if (site.af == 1) {
-            f.elastic[i] = bk.elastic;
+            f.elastic[i] = bk.f;
         } else {
             end_invalid_af();
         }
-        f.absorptive[i] = bk.absorptive;
+        f.absorptive[i] = bk.f_abs;
     }
     result.F = core_sum(g, sq_s, csd, f);
     return result;
@@ -134,9 +134,9 @@ complex calc_Fg_ela(const Hkl &g, const Csd &csd, double voltage) {
         if (site.af == 0) {
             f.elastic[i] = atomsf_xdt(sq_s, csd.xray[i]);
         } else if (site.af == 1 || site.af == 2) {
-            AtomFactors bk;
-            atom_bk(csd.bk[i], std::sqrt(sq_s), site.B, voltage, bk);
-            f.elastic[i] = bk.elastic;
+            ScatteringFactors bk;
+            atom_bk(csd.bk[i], std::sqrt(sq_s), site.B, bk, voltage);
+            f.elastic[i] = bk.f;
         } else {
             end_invalid_af();
         }
@@ -152,9 +152,9 @@ complex calc_Fg_inela(const Hkl &g, const Csd &csd, double voltage) {
         if (site.af != 0 && site.af != 1) {
             end_invalid_af();
         }
-        AtomFactors bk;
-        atom_bk(csd.bk[i], std::sqrt(sq_s), site.B, voltage, bk);
-        f.absorptive[i] = bk.absorptive;
+        ScatteringFactors bk;
+        atom_bk(csd.bk[i], std::sqrt(sq_s), site.B, bk, voltage);
+        f.absorptive[i] = bk.f_abs;
     }
     return core_sum(g, sq_s, csd, f);
 }
@@ -171,9 +171,9 @@ double calc_F_0_re(const Csd &csd) {
     const double num_ops = static_cast<double>(csd.group.ops.size());
     double F = 0.0;
     for (std::size_t i = 0; i < csd.sites.size(); ++i) {
-        AtomFactors bk;
-        atom_bk(csd.bk[i], 0.0, 0.0, 100.0, bk);
-        F += bk.elastic * csd.sites[i].occupancy * num_ops * csd.sites[i].w;
+        ScatteringFactors bk;
+        atom_bk(csd.bk[i], 0.0, 0.0, bk, 100.0);
+        F += bk.f * csd.sites[i].occupancy * num_ops * csd.sites[i].w;
     }
     return F;
 }

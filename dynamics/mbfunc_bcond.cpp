@@ -2,7 +2,7 @@
 
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
-#include "input/utils.hpp"
+#include "input/heap_sort.hpp"
 
 #include <algorithm>
 #include <cmath>
