@@ -134,7 +134,8 @@ TEST(DebugLists, ReadTheirFile) {
     };
     EXPECT_EQ(read("1 1\n0 0 0\n1 1 1\nRFE\n").out, opened);
     write_file(base + ".ggi", "1 1\n0 0 0 13.5 0.1\n1 1 1 -4 0.2\nRFE\n");
-    const BeamsWithVg beams = dbg_vg_filein(base, 2);
+    BeamsWithVg beams;
+    outcome_of([&] { beams = dbg_vg_filein(base, 2); });
     EXPECT_EQ(beams.beams.hkl[1], (Hkl{1, 1, 1}));
     EXPECT_EQ(beams.vg[1].re, -4);
     EXPECT_EQ(beams.vg[1].im, 0.2);

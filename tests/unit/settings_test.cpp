@@ -22,32 +22,44 @@ Outcome read_ini(const char *text) {
 }
 
 TEST(IniFile, SetsFlagsFromTheirSecondToken) {
-    const char *const names[] = {
-        "eigval_dump_flag",  "eigvec_dump_flag", "sg_dump_flag",      "betag_dump_flag",
-        "reflex_dump_flag",  "reflex_only_flag", "vg_dump_flag",      "a_mat_dump_flag",
-        "b_mat_dump_flag",   "b_cond_dump_flag", "bc_chk_flag",       "all_int_out_flag",
-        "covar_dump_flag",   "alpha_dump_flag",  "beta_dump_flag",    "obs_cal_dump_flag",
-        "ideal_cr_cal_flag", "atm_pos_out_flag", "vg_sel_chk_flag",   "process_mon_flag",
-        "wg_xig_list_flag",  "print_bij_flag",   "chk_data_dump_flag"};
+    const struct {
+        const char *key;
+        int DebugFlags::*flag;
+    } keys[] = {{"eigval_dump_flag", &DebugFlags::eigval_dump_flag},
+                {"eigvec_dump_flag", &DebugFlags::eigvec_dump_flag},
+                {"sg_dump_flag", &DebugFlags::sg_dump_flag},
+                {"betag_dump_flag", &DebugFlags::betag_dump_flag},
+                {"reflex_dump_flag", &DebugFlags::reflex_dump_flag},
+                {"reflex_only_flag", &DebugFlags::reflex_only_flag},
+                {"vg_dump_flag", &DebugFlags::vg_dump_flag},
+                {"a_mat_dump_flag", &DebugFlags::a_mat_dump_flag},
+                {"b_mat_dump_flag", &DebugFlags::b_mat_dump_flag},
+                {"b_cond_dump_flag", &DebugFlags::b_cond_dump_flag},
+                {"bc_chk_flag", &DebugFlags::bc_chk_flag},
+                {"all_int_out_flag", &DebugFlags::all_int_out_flag},
+                {"covar_dump_flag", &DebugFlags::covar_dump_flag},
+                {"alpha_dump_flag", &DebugFlags::alpha_dump_flag},
+                {"beta_dump_flag", &DebugFlags::beta_dump_flag},
+                {"obs_cal_dump_flag", &DebugFlags::obs_cal_dump_flag},
+                {"ideal_cr_cal_flag", &DebugFlags::ideal_cr_cal_flag},
+                {"atm_pos_out_flag", &DebugFlags::atm_pos_out_flag},
+                {"vg_sel_chk_flag", &DebugFlags::vg_sel_chk_flag},
+                {"process_mon_flag", &DebugFlags::process_mon_flag},
+                {"wg_xig_list_flag", &DebugFlags::wg_xig_list_flag},
+                {"print_bij_flag", &DebugFlags::print_bij_flag},
+                {"chk_data_dump_flag", &DebugFlags::chk_data_dump_flag}};
     std::string text;
     int value = 10;
-    for (const char *name : names) {
-        text += std::string(name) + (value % 2 == 0 ? "," : "\t") + std::to_string(value) + "\r\n";
+    for (const auto &key : keys) {
+        text += key.key + std::string(value % 2 == 0 ? "," : "\t") + std::to_string(value) + "\r\n";
         ++value;
     }
     const Outcome o = read_ini((text + "INI_PARAM_END\nnothing_after 1\n").c_str());
     EXPECT_EQ(o.status, -1);
     EXPECT_EQ(o.out, "Reading orvel.ini\n");
-    const int flags[] = {
-        dbg.eigval_dump_flag,  dbg.eigvec_dump_flag, dbg.sg_dump_flag,      dbg.betag_dump_flag,
-        dbg.reflex_dump_flag,  dbg.reflex_only_flag, dbg.vg_dump_flag,      dbg.a_mat_dump_flag,
-        dbg.b_mat_dump_flag,   dbg.b_cond_dump_flag, dbg.bc_chk_flag,       dbg.all_int_out_flag,
-        dbg.covar_dump_flag,   dbg.alpha_dump_flag,  dbg.beta_dump_flag,    dbg.obs_cal_dump_flag,
-        dbg.ideal_cr_cal_flag, dbg.atm_pos_out_flag, dbg.vg_sel_chk_flag,   dbg.process_mon_flag,
-        dbg.wg_xig_list_flag,  dbg.print_bij_flag,   dbg.chk_data_dump_flag};
     value = 10;
-    for (const int flag : flags) {
-        EXPECT_EQ(flag, value) << names[value - 10];
+    for (const auto &key : keys) {
+        EXPECT_EQ(dbg.*key.flag, value) << key.key;
         ++value;
     }
 
