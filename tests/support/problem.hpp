@@ -1,6 +1,7 @@
 // A crystal with its beams and potential, ready to solve tilts in process.
 #pragma once
 
+#include "app/run_settings.hpp"
 #include "crystal/csd.hpp"
 #include "dynamics/mbfunc_intensity.hpp"
 #include "dynamics/mbfunc_potential.hpp"
@@ -11,6 +12,19 @@
 #include <vector>
 
 namespace orvel::test {
+
+// Sets a global setting for the life of a test.
+template <class T> class Setting {
+public:
+    Setting(T &setting, T value) : setting_(setting), before_(setting) { setting_ = value; }
+    ~Setting() { setting_ = before_; }
+    Setting(const Setting &) = delete;
+    Setting &operator=(const Setting &) = delete;
+
+private:
+    T &setting_;
+    T before_;
+};
 
 struct Incidence {
     Uvw inc_uvw = {0, 0, 1};
@@ -87,19 +101,10 @@ public:
     Csd csd;
     Sd sd;
     PotentialMatrix potential;
-};
-
-// Sets a global setting for the life of a test.
-template <class T> class Setting {
-public:
-    Setting(T &setting, T value) : setting_(setting), before_(setting) { setting_ = value; }
-    ~Setting() { setting_ = before_; }
-    Setting(const Setting &) = delete;
-    Setting &operator=(const Setting &) = delete;
 
 private:
-    T &setting_;
-    T before_;
+    // As for every manual list, the global classification stands at every tilt.
+    Setting<int> no_selection_{epsilon.vg_select_flag, 0};
 };
 
 } // namespace orvel::test

