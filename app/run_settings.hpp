@@ -4,7 +4,8 @@
 // switch epsilon.vg_select_flag off.
 #pragma once
 
-#include <cstdio>
+#include "app/mb_mpi.hpp"
+
 #include <string>
 
 namespace orvel {
@@ -12,8 +13,8 @@ namespace orvel {
 // Debug flags: 0 off, 1 on unless noted. "Refinement only" and "nothing reads it": accepted in the
 // file and kept, without effect on any job.
 struct DebugFlags {
-    std::FILE *stream = nullptr; // "%s.dbg"; open only while vg_sel_chk_flag is at work
-    std::string base_name;       // base name of the job; dump files are named from it
+    OutputFile stream;     // "%s.dbg"; open only while vg_sel_chk_flag is at work
+    std::string base_name; // base name of the job; dump files are named from it
 
     int eigval_dump_flag = 0;   // dump eigenvalues
     int eigvec_dump_flag = 0;   // dump eigenvectors

@@ -54,11 +54,11 @@ using SitePars = std::array<FitPar, num_site_pars>;
 // Which fields are filled depends on lof_type.
 struct LowOrderF {
     Hkl hkl;
-    complex total;                  // lof_type 1: elastic + i absorptive
-    complex elastic;                // lof_type 2
-    std::vector<double> elastic_f;  // lof_type 3, 4: per site, A
+    complex total;                 // lof_type 1: elastic + i absorptive
+    complex elastic;               // lof_type 2
+    std::vector<double> elastic_f; // lof_type 3, 4: per site, A
     std::vector<double> inelastic_f;
-    std::array<FitPar, 4> pars;     // of total.re, total.im, elastic.re, elastic.im
+    std::array<FitPar, 4> pars;       // of total.re, total.im, elastic.re, elastic.im
     std::vector<FitPar> elastic_pars; // lof_type 3, 4: per site
     std::vector<FitPar> inelastic_pars;
 };
@@ -79,15 +79,19 @@ struct Csd {
 
 // Reads the block, loads the operations and the scattering tables, resolves the constraints, forms
 // the metric, sets multiplicities and equivalent B, and writes the generated positions to
-// "%s_aps.txt" when atm_pos_out_flag is set.
+// "%s_aps.txt" when atm_pos_out_flag is set. A block without sites, a parameter that is not finite
+// and lattice parameters that span no cell end the run with a "$$" line.
 Csd input_csd_cstr(std::FILE *stream, const std::string &base_name);
 
 // Six fit-parameter lines: a, b, c, alpha, beta, gamma.
 void fget_latpar_cstr(std::FILE *stream, CellConstants &cell, std::array<FitPar, 6> &pars);
-// The SITE{ blocks of csd.sites.size() sites, with their scattering tables.
-void fget_atmpar_cstr(std::FILE *stream, Csd &csd);
-// The entries of csd.low_order, by csd.lof_type.
-void fget_lofg_cstr(std::FILE *stream, Csd &csd);
+// n SITE{ blocks, with their scattering tables, appended to the record's arrays: a count that the
+// file does not keep costs no memory. A B type other than ISO, 0, ANISO and 1 ends the run:
+// "$$ Invalid bf. Abort.", status 1.
+void fget_atmpar_cstr(std::FILE *stream, int n, Csd &csd);
+// n low-order entries by csd.lof_type, appended likewise, after the sites. A type other than 1 to 4
+// ends the run: "$$(fget_low_g_cst) Invalid lof_type(=%d). Abort.\n", status 1.
+void fget_lofg_cstr(std::FILE *stream, int n, Csd &csd);
 
 // Sizes the arrays of a record; a second call that differs in size starts the arrays anew.
 void alloc_csd(int nops, int nsites, int num_low_order, Csd &csd);

@@ -11,13 +11,17 @@
 #include <array>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace orvel {
 
 // Length limit of an element, with the closing zero; longer lines are split into several elements.
 inline constexpr int element_limit = 256;
 
-// --- Lines and block keywords ------------------------------------------------------------------
+// --- Lines and tokens ----------------------------------------------------------------------------
+
+// As fgets, with CR LF read as the one character LF: for every file that is read by lines.
+char *fgets_lf(int limit, char *buf, std::FILE *stream);
 
 // The next element into buf (at most limit - 1 characters, line end kept, CR LF read as LF);
 // null at the end of the file. A comment block that is never closed ends the run.
@@ -26,9 +30,33 @@ char *comment_skip_fgets(int limit, char *buf, std::FILE *stream);
 // If str contains a line feed, removes its last character; returns str.
 char *rm_cr(char *str);
 
+// The next element without its line end. At the end of the file the run ends with a message that
+// names `what`.
+std::string fget_line(std::FILE *stream, const char *what, int limit = element_limit);
+
+// The tokens of a line; a line end at its end belongs to none.
+std::vector<std::string> tokens_of(const char *line);
+
+// Standard decimal conversions of a token: what is not a number gives 0.
+double to_double(const std::string &token);
+int to_int(const std::string &token);
+
+// A double truncated toward zero, as every integer field of the numeric lines is: the nearest int
+// bound when it does not fit, 0 for nan.
+int truncate_to_int(double value);
+
+// Second token of a line; 0 when there is none.
+int second_int(const char *line);
+double second_double(const char *line);
+
+// Sets out[0 .. n-1] to 0, then converts up to n leading tokens; returns how many there were.
+int str_to_fs(int n, const char *line, double *out);
+
+// --- Words and block keywords --------------------------------------------------------------------
+
 // First token of the next element, line end removed; empty for a blank line. At the end of the
 // file the run ends with a message that names `what`.
-std::string fget_1s(std::FILE *stream, const char *what = "a word");
+std::string fget_1s(std::FILE *stream, const char *what = "a word", int limit = element_limit);
 // The same for element symbols.
 std::string fget_element(std::FILE *stream);
 // First two tokens; a missing one is empty.
@@ -42,23 +70,13 @@ void chk_data(const char *keyword, std::FILE *stream);
 // The same check on the whole element; a mismatch adds the line "$$%s\n" with the hint.
 void chk_data_info(const char *keyword, const char *info, std::FILE *stream);
 
-// Second token of a line, which is cut in place; 0 when there is none.
-int second_int(char *line);
-double second_double(char *line);
-
-// Sets out[0 .. n-1] to 0, then converts up to n leading tokens; returns how many there were. The
-// line is cut in place.
-int str_to_fs(int n, char *line, double *out);
-
-// A double truncated toward zero, as every integer field of the numeric lines is: the nearest int
-// bound when it does not fit, 0 for nan.
-int truncate_to_int(double value);
-
 // --- Typed readers: one element each -------------------------------------------------------------
 // `what` names the quantity in the message of a file that ends too early.
 
+// The first token of the line; 0 on a blank line.
 double fget_d(std::FILE *stream, const char *what = "a number");
 int fget_i(std::FILE *stream, const char *what = "an integer"); // integer conversion
+// Fields beyond the tokens present are 0.
 std::array<double, 2> fget_2d(std::FILE *stream);
 std::array<double, 3> fget_3d(std::FILE *stream);
 std::array<double, 4> fget_4d(std::FILE *stream);
@@ -73,17 +91,17 @@ struct ThreeIntsOneDouble {
 };
 ThreeIntsOneDouble fget_3i1d(std::FILE *stream);
 
-// A number, returned, and an integer, stored.
+// A number, returned, and an integer (truncated), stored.
 double fget_d_and_i(std::FILE *stream, int &i);
 
-// A word and what follows it; missing numbers are 0.
+// A word and what follows it, integers by integer conversion; missing numbers are 0.
 struct WordAndNumbers {
     std::string word;
     double d = 0.0;
     int i1 = 0;
     int i2 = 0;
 };
-WordAndNumbers fget_str_and_i(std::FILE *stream); // word, i1
+WordAndNumbers fget_str_and_i(std::FILE *stream);   // word, i1
 WordAndNumbers fget_str_and_dii(std::FILE *stream); // word, d, i1, i2
 // Word, number, integer, integer, number: stores those present and returns their count; missing
 // fields keep their value.
@@ -119,6 +137,8 @@ struct RealUvw {
 // Largest index of a reflection or direction that is taken from a file: sums of products of them
 // fit 32 bits. A larger one ends the run with a "$$" line.
 inline constexpr int index_limit = 20000;
+// Ends the run when one of the three is larger.
+void chk_index_limit(int h, int k, int l);
 
 Hkl fget_hkl(std::FILE *stream); // truncated
 Uvw fget_uvw(std::FILE *stream);
@@ -132,7 +152,7 @@ struct HklWeight {
 // "$$(fget_hkl_weight) Format error. Abort. buf=%s.", status 1.
 HklWeight fget_hkl_weight(std::FILE *stream);
 
-// --- Fit-parameter lines ---------------------------------------------------------------------------
+// --- Fit-parameter lines -------------------------------------------------------------------------
 
 // One refinable structure quantity as its line gave it. Only `value`, and `value_text` where
 // flag is -1, matter to the calculations; the rest serves a refinement.

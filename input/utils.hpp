@@ -1,4 +1,4 @@
-// General utilities beside the readers: file opening, strings, extrema, interpolation, heap sorts.
+// General utilities beside the readers: file opening, strings, extrema, interpolation.
 #pragma once
 
 #include "app/mb_mpi.hpp"
@@ -66,12 +66,5 @@ double machine_eps();
 // are j-2, j-1, j, where j starts at 2 and grows while the abscissa is greater than x[j] and j is
 // below n-1.
 double quadratic_interpol(int i0, double d, const double *y, int n, const double *x);
-
-// Heap sorts in place. index is filled with 0 .. n-1 and moves along, so that it holds the place
-// that each sorted value had before.
-void d_heapsort(int n, double *values, int *index);
-void d_heapsort_ascend(int n, double *values, int *index);
-void i_heapsort(int n, int *values, int *index);
-void i_heapsort_ascend(int n, int *values, int *index);
 
 } // namespace orvel

@@ -1,0 +1,166 @@
+#include "app/settings_readers.hpp"
+
+#include "app/mb_mpi.hpp"
+#include "app/run_settings.hpp"
+#include "input/mb_input.hpp"
+#include "input/utils.hpp"
+
+#include <cstring>
+#include <filesystem>
+
+namespace orvel {
+
+namespace {
+
+constexpr const char *ini_name = "orvel.ini";
+constexpr int ini_line_limit = 80;
+constexpr int settings_line_limit = 128;
+
+// A key and the field it sets: the one of the two pointers that is not null. New keys go to the
+// end of their table, where they cannot take a line from a key that was there before.
+template <class Record> struct Key {
+    const char *name;
+    double Record::*real;
+    int Record::*integer;
+
+    constexpr Key(const char *n, double Record::*field) : name(n), real(field), integer(nullptr) {}
+    constexpr Key(const char *n, int Record::*field) : name(n), real(nullptr), integer(field) {}
+};
+
+constexpr Key<DebugFlags> ini_keys[] = {
+    {"eigval_dump_flag", &DebugFlags::eigval_dump_flag},
+    {"eigvec_dump_flag", &DebugFlags::eigvec_dump_flag},
+    {"sg_dump_flag", &DebugFlags::sg_dump_flag},
+    {"betag_dump_flag", &DebugFlags::betag_dump_flag},
+    {"reflex_dump_flag", &DebugFlags::reflex_dump_flag},
+    {"reflex_only_flag", &DebugFlags::reflex_only_flag},
+    {"vg_dump_flag", &DebugFlags::vg_dump_flag},
+    {"a_mat_dump_flag", &DebugFlags::a_mat_dump_flag},
+    {"b_mat_dump_flag", &DebugFlags::b_mat_dump_flag},
+    {"b_cond_dump_flag", &DebugFlags::b_cond_dump_flag},
+    {"bc_chk_flag", &DebugFlags::bc_chk_flag},
+    {"all_int_out_flag", &DebugFlags::all_int_out_flag},
+    {"covar_dump_flag", &DebugFlags::covar_dump_flag},
+    {"alpha_dump_flag", &DebugFlags::alpha_dump_flag},
+    {"beta_dump_flag", &DebugFlags::beta_dump_flag},
+    {"obs_cal_dump_flag", &DebugFlags::obs_cal_dump_flag},
+    {"ideal_cr_cal_flag", &DebugFlags::ideal_cr_cal_flag},
+    {"atm_pos_out_flag", &DebugFlags::atm_pos_out_flag},
+    {"vg_sel_chk_flag", &DebugFlags::vg_sel_chk_flag},
+    {"process_mon_flag", &DebugFlags::process_mon_flag},
+    {"wg_xig_list_flag", &DebugFlags::wg_xig_list_flag},
+    {"print_bij_flag", &DebugFlags::print_bij_flag},
+    {"chk_data_dump_flag", &DebugFlags::chk_data_dump_flag},
+};
+
+constexpr Key<EpsilonSettings> settings_keys[] = {
+    {"general_eps", &EpsilonSettings::general_eps},
+    {"eigen_eps", &EpsilonSettings::eigen_eps},
+    {"inv_eps", &EpsilonSettings::inv_eps},
+    {"degeneracy_eps", &EpsilonSettings::degeneracy_eps},
+    {"perturb_step", &EpsilonSettings::perturb_step},
+    {"tol_chisq_abs", &EpsilonSettings::tol_chisq_abs},
+    {"tol_chisq_rel", &EpsilonSettings::tol_chisq_rel},
+    {"tol_parameter", &EpsilonSettings::tol_parameter},
+    {"tol_lambda", &EpsilonSettings::tol_lambda},
+    {"marq_lambda_max", &EpsilonSettings::marq_lambda_max},
+    {"intensity_scaling", &EpsilonSettings::intensity_scaling},
+    {"bc_accuracy", &EpsilonSettings::bc_accuracy},
+    {"corr_threshold", &EpsilonSettings::corr_threshold},
+    {"w_sq_coef", &EpsilonSettings::w_sq_coef},
+    {"w_exponent_coef", &EpsilonSettings::w_exponent_coef},
+    {"w_exponent", &EpsilonSettings::w_exponent},
+    {"scale_rst_chisq", &EpsilonSettings::scale_rst_chisq},
+    {"e_density_gmax_val", &EpsilonSettings::e_density_gmax_val},
+    {"vg_select_flag", &EpsilonSettings::vg_select_flag},
+    {"eigmat_func", &EpsilonSettings::eigmat_func},
+    {"invmat_func", &EpsilonSettings::invmat_func},
+    {"bc_invmat_func", &EpsilonSettings::bc_invmat_func},
+    {"svd_flag", &EpsilonSettings::svd_flag},
+    {"thickwidth_type", &EpsilonSettings::thickwidth_type},
+    {"num_thickwidth", &EpsilonSettings::num_thickwidth},
+    {"cal_range_flag", &EpsilonSettings::cal_range_flag},
+    {"numh", &EpsilonSettings::numh},
+    {"auto_multiplicity_off", &EpsilonSettings::auto_multiplicity_off},
+    {"flag_modified_marquardt", &EpsilonSettings::flag_modified_marquardt},
+};
+
+// Sets the field of the first key that the line holds; false when it holds none.
+template <class Record, std::size_t N>
+bool set_by_key(const Key<Record> (&keys)[N], const char *line, Record &record) {
+    for (const Key<Record> &key : keys) {
+        if (std::strstr(line, key.name) == nullptr) {
+            continue;
+        }
+        if (key.real != nullptr) {
+            record.*key.real = second_double(line);
+        } else {
+            record.*key.integer = second_int(line);
+        }
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+void read_ini_file() {
+    dbg = DebugFlags{};
+    std::error_code ignored;
+    if (!std::filesystem::exists(ini_name, ignored)) {
+        mb_fprintf(stdout, "Cannot find orvel.ini file.  No options.\n");
+        return;
+    }
+    const InputFile stream = fopen_chk_rmode(ini_name);
+    mb_fprintf(stdout, "Reading orvel.ini\n");
+    mb_fflush(stdout);
+
+    char line[ini_line_limit];
+    while (comment_skip_fgets(ini_line_limit, line, stream) != nullptr) {
+        if (set_by_key(ini_keys, line, dbg)) {
+            continue;
+        }
+        if (std::strstr(line, "INI_PARAM_END") != nullptr) {
+            return;
+        }
+        mb_fprintf(stdout, "%s is ignored.\n", rm_cr(line));
+    }
+    mb_fprintf(stdout, "\n$$ No INI_PARAM_END command in orvel.ini. Abort.\n");
+    end_run(1);
+}
+
+void read_eps_ctrl_params(std::FILE *stream) {
+    epsilon = EpsilonSettings{};
+    chk_data("EPS_CONTROL_PARAMETERS{", stream);
+
+    char line[settings_line_limit];
+    while (comment_skip_fgets(settings_line_limit, line, stream) != nullptr) {
+        if (std::strstr(line, "}EPS_CONTROL_PARAMETERS") != nullptr) {
+            return;
+        }
+        if (!set_by_key(settings_keys, line, epsilon)) {
+            mb_fprintf(stdout, "$$ The next line could not be recognized.\n%s\n", rm_cr(line));
+        }
+    }
+    input_exit("$$ End of file while reading the settings block: no }EPS_CONTROL_PARAMETERS. "
+               "Abort.");
+}
+
+void fprintf_eps_ctrl_params(std::FILE *stream) {
+    mb_fprintf(stream, "epsilon.vg_select_flag\t\t%d", epsilon.vg_select_flag);
+    mb_fprintf(stream, "\t\t# vg selection for each tilt (1:on, 0:off)\n");
+    mb_fprintf(stream, "epsilon.svd_flag\t\t%d", epsilon.svd_flag);
+    mb_fprintf(stream, "\t\t# 1:svd, 0:gaussjordan\n");
+    mb_fprintf(stream, "epsilon.num_thickwidth\t\t%d", epsilon.num_thickwidth);
+    mb_fprintf(stream, "\t\t# num_thickwidth*2+1 --> calc. points\n");
+    // The two share their comment.
+    for (const auto &[name, value] : {std::pair("thickwidth_type", epsilon.thickwidth_type),
+                                      std::pair("cal_range_flag", epsilon.cal_range_flag)}) {
+        mb_fprintf(stream, "epsilon.%s\t\t%d", name, value);
+        mb_fprintf(stream, "\t\t# 0:rectangle, 1:triangle, 2:Gaussian\n");
+    }
+    mb_fprintf(stream, "epsilon.auto_multiplicity_off\t%d", epsilon.auto_multiplicity_off);
+    mb_fprintf(stream, "\t\t# 0:auto_multiplicity 1:manual.\n");
+}
+
+} // namespace orvel

@@ -1,0 +1,35 @@
+// The dynamical matrix of one tilt and the folding of its Bethe beams.
+//
+// A_ij = U(g_i - g_j) / sqrt(beta_i beta_j) off the diagonal, (2 K s_i + i U(0)'') / beta_i on it,
+// with K = sqrt(k0^2 + U(0)'): the mean potential acts through K alone, the mean absorption stands
+// on every diagonal element. 1/A^2.
+#pragma once
+
+#include "dynamics/work_cal_int.hpp"
+
+namespace orvel {
+
+// Fills work.A over the selected beams (work.index_list, n_exact + n_bethe) from the potential
+// matrix V (volts, global list), work.s and work.beta. Negative products of beta give NaN.
+void construct_ug_mat_slct(double voltage, const complex *const *V, const WorkCalInt &work,
+                           complex *const *A);
+
+// Codes of the beam search up to 9 fold by the generalized form, from 10 on by the simple one.
+void fold_bethe_beams(int flag_bs, int n_exact, int n_bethe, const complex *const *A,
+                      complex *const *B, WorkCalInt &work);
+
+// B = A_ee - A_eb A_bb^-1 A_be: the partitioned form of Bethe's approximation, taken at eigenvalue
+// zero, with the coupling of the Bethe beams among themselves. A singular block is told by the
+// inversion and folded with what that left.
+void g_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B,
+             BetheWork &bethe, InvmatWork &invmat_work);
+
+// B_ij = A_ij - sum_b A_ib A_bj / A_bb: each Bethe beam through its own diagonal element (H. Bethe,
+// Ann. Phys. 87 (1928) 55). A zero diagonal gives non-finite values.
+void simple_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B);
+
+// The p-th n x n matrix of a stack, to a matrix and back.
+void pvg_to_vg(int p, int n, const complex *const *const *stack, complex *const *matrix);
+void vg_to_pvg(int p, int n, const complex *const *matrix, complex *const *const *stack);
+
+} // namespace orvel

@@ -1,0 +1,326 @@
+#include "input/mb_input.hpp"
+
+#include "app/mb_mpi.hpp"
+#include "app/run_settings.hpp"
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+namespace orvel {
+
+namespace {
+
+constexpr const char *delimiters = " ,\t";
+constexpr std::size_t comment_mark_length = 8; // of "COMMENT{" and "}COMMENT"
+
+bool begins_with(const char *line, const char *mark) {
+    return std::strncmp(line, mark, comment_mark_length) == 0;
+}
+
+void skip_comment_block(int limit, char *buf, std::FILE *stream) {
+    do {
+        if (fgets_lf(limit, buf, stream) == nullptr) {
+            input_exit("$$ End of file while reading a COMMENT{ block: no }COMMENT. Abort.");
+        }
+    } while (!begins_with(buf, "}COMMENT"));
+}
+
+template <std::size_t N> std::array<double, N> fget_numbers(std::FILE *stream, const char *what) {
+    std::array<double, N> numbers = {};
+    str_to_fs(static_cast<int>(N), fget_line(stream, what).c_str(), numbers.data());
+    return numbers;
+}
+
+template <std::size_t N> std::array<int, N> fget_integers(std::FILE *stream, const char *what) {
+    const std::array<double, N> numbers = fget_numbers<N>(stream, what);
+    std::array<int, N> integers = {};
+    for (std::size_t i = 0; i < N; ++i) {
+        integers[i] = truncate_to_int(numbers[i]);
+    }
+    return integers;
+}
+
+// Token number i, empty when the line has fewer.
+std::string token_or_empty(const std::vector<std::string> &tokens, std::size_t i) {
+    return i < tokens.size() ? tokens[i] : std::string();
+}
+
+// Ends the run unless what was found is the keyword; info may be null.
+void chk_keyword(const char *keyword, const std::string &found, const char *info) {
+    if (found != keyword) {
+        mb_fprintf(stdout, "$$ Data format error has been found at %s.\n$$ Abort.\n", keyword);
+        mb_fprintf(stdout, "$$ buf=%s\n", found.c_str());
+        if (info != nullptr) {
+            mb_fprintf(stdout, "$$%s\n", info);
+        }
+        end_run(1);
+    }
+    if (dbg.chk_data_dump_flag == 1) {
+        mb_fprintf(stdout, "$$ chk_data: %s ok.\n", keyword);
+    }
+}
+
+} // namespace
+
+char *fgets_lf(int limit, char *buf, std::FILE *stream) {
+    int length = 0;
+    while (length < limit - 1) {
+        int c = std::fgetc(stream);
+        if (c == '\r') {
+            const int next = std::fgetc(stream);
+            if (next == '\n') {
+                c = next;
+            } else {
+                std::ungetc(next, stream);
+            }
+        }
+        if (c == EOF) {
+            break;
+        }
+        buf[length++] = static_cast<char>(c);
+        if (c == '\n') {
+            break;
+        }
+    }
+    buf[length] = '\0';
+    return length > 0 ? buf : nullptr;
+}
+
+char *comment_skip_fgets(int limit, char *buf, std::FILE *stream) {
+    while (fgets_lf(limit, buf, stream) != nullptr) {
+        if (begins_with(buf, "COMMENT{")) {
+            skip_comment_block(limit, buf, stream);
+        } else if (buf[0] != '#' && buf[0] != '%') {
+            return buf;
+        }
+    }
+    return nullptr;
+}
+
+char *rm_cr(char *str) {
+    if (std::strchr(str, '\n') != nullptr) {
+        str[std::strlen(str) - 1] = '\0';
+    }
+    return str;
+}
+
+std::string fget_line(std::FILE *stream, const char *what, int limit) {
+    std::vector<char> buf(static_cast<std::size_t>(limit));
+    if (comment_skip_fgets(limit, buf.data(), stream) == nullptr) {
+        input_exit("$$ End of file while reading %s. Abort.", what);
+    }
+    return rm_cr(buf.data());
+}
+
+std::vector<std::string> tokens_of(const char *line) {
+    std::size_t end = std::strlen(line);
+    if (end > 0 && line[end - 1] == '\n') {
+        --end;
+    }
+    const std::string text(line, end);
+    std::vector<std::string> tokens;
+    std::size_t first = text.find_first_not_of(delimiters);
+    while (first != std::string::npos) {
+        const std::size_t next = text.find_first_of(delimiters, first);
+        tokens.push_back(text.substr(first, next - first));
+        first = text.find_first_not_of(delimiters, next);
+    }
+    return tokens;
+}
+
+double to_double(const std::string &token) {
+    return std::strtod(token.c_str(), nullptr);
+}
+
+int to_int(const std::string &token) {
+    const long value = std::strtol(token.c_str(), nullptr, 10);
+    if (value > std::numeric_limits<int>::max()) {
+        return std::numeric_limits<int>::max();
+    }
+    if (value < std::numeric_limits<int>::min()) {
+        return std::numeric_limits<int>::min();
+    }
+    return static_cast<int>(value);
+}
+
+int truncate_to_int(double value) {
+    if (std::isnan(value)) {
+        return 0;
+    }
+    if (value >= std::numeric_limits<int>::max()) {
+        return std::numeric_limits<int>::max();
+    }
+    if (value <= std::numeric_limits<int>::min()) {
+        return std::numeric_limits<int>::min();
+    }
+    return static_cast<int>(value);
+}
+
+int second_int(const char *line) {
+    return to_int(token_or_empty(tokens_of(line), 1));
+}
+
+double second_double(const char *line) {
+    return to_double(token_or_empty(tokens_of(line), 1));
+}
+
+int str_to_fs(int n, const char *line, double *out) {
+    const std::vector<std::string> tokens = tokens_of(line);
+    const int present = static_cast<int>(tokens.size());
+    for (int i = 0; i < n; ++i) {
+        out[i] = i < present ? to_double(tokens[static_cast<std::size_t>(i)]) : 0.0;
+    }
+    return present < n ? present : n;
+}
+
+std::string fget_1s(std::FILE *stream, const char *what, int limit) {
+    return token_or_empty(tokens_of(fget_line(stream, what, limit).c_str()), 0);
+}
+
+std::string fget_element(std::FILE *stream) {
+    return fget_1s(stream, "an element symbol");
+}
+
+std::array<std::string, 2> fget_2s(std::FILE *stream) {
+    const std::vector<std::string> tokens = tokens_of(fget_line(stream, "two words").c_str());
+    return {token_or_empty(tokens, 0), token_or_empty(tokens, 1)};
+}
+
+void chk_data(const char *keyword, std::FILE *stream) {
+    char buf[element_limit] = "";
+    comment_skip_fgets(element_limit, buf, stream);
+    chk_keyword(keyword, token_or_empty(tokens_of(buf), 0), nullptr);
+}
+
+void chk_data_info(const char *keyword, const char *info, std::FILE *stream) {
+    char buf[element_limit] = "";
+    comment_skip_fgets(element_limit, buf, stream);
+    chk_keyword(keyword, rm_cr(buf), info);
+}
+
+double fget_d(std::FILE *stream, const char *what) {
+    return fget_numbers<1>(stream, what)[0];
+}
+
+int fget_i(std::FILE *stream, const char *what) {
+    return to_int(fget_1s(stream, what));
+}
+
+std::array<double, 2> fget_2d(std::FILE *stream) {
+    return fget_numbers<2>(stream, "two numbers");
+}
+
+std::array<double, 3> fget_3d(std::FILE *stream) {
+    return fget_numbers<3>(stream, "three numbers");
+}
+
+std::array<double, 4> fget_4d(std::FILE *stream) {
+    return fget_numbers<4>(stream, "four numbers");
+}
+
+std::array<double, 5> fget_5d(std::FILE *stream) {
+    return fget_numbers<5>(stream, "five numbers");
+}
+
+std::array<double, 6> fget_6d(std::FILE *stream) {
+    return fget_numbers<6>(stream, "six numbers");
+}
+
+std::array<int, 2> fget_2i(std::FILE *stream) {
+    return fget_integers<2>(stream, "two integers");
+}
+
+std::array<int, 3> fget_3i(std::FILE *stream) {
+    return fget_integers<3>(stream, "three integers");
+}
+
+ThreeIntsOneDouble fget_3i1d(std::FILE *stream) {
+    const auto v = fget_numbers<4>(stream, "three integers and a number");
+    return {{truncate_to_int(v[0]), truncate_to_int(v[1]), truncate_to_int(v[2])}, v[3]};
+}
+
+double fget_d_and_i(std::FILE *stream, int &i) {
+    const auto v = fget_numbers<2>(stream, "a number and an integer");
+    i = truncate_to_int(v[1]);
+    return v[0];
+}
+
+WordAndNumbers fget_str_and_i(std::FILE *stream) {
+    const auto tokens = tokens_of(fget_line(stream, "a word and an integer").c_str());
+    WordAndNumbers fields;
+    fields.word = token_or_empty(tokens, 0);
+    fields.i1 = to_int(token_or_empty(tokens, 1));
+    return fields;
+}
+
+WordAndNumbers fget_str_and_dii(std::FILE *stream) {
+    WordAndNumbers fields;
+    double ignored = 0.0;
+    fget_str_diid(stream, fields.word, fields.d, fields.i1, fields.i2, ignored);
+    return fields;
+}
+
+int fget_str_diid(std::FILE *stream, std::string &word, double &d1, int &i1, int &i2, double &d2) {
+    const auto tokens = tokens_of(fget_line(stream, "a word and numbers").c_str());
+    const int present = tokens.size() < 5 ? static_cast<int>(tokens.size()) : 5;
+    if (present > 0) {
+        word = tokens[0];
+    }
+    if (present > 1) {
+        d1 = to_double(tokens[1]);
+    }
+    if (present > 2) {
+        i1 = to_int(tokens[2]);
+    }
+    if (present > 3) {
+        i2 = to_int(tokens[3]);
+    }
+    if (present > 4) {
+        d2 = to_double(tokens[4]);
+    }
+    return present;
+}
+
+void chk_index_limit(int h, int k, int l) {
+    for (const int index : {h, k, l}) {
+        if (index > index_limit || index < -index_limit) {
+            input_exit("$$ Indices %d %d %d: none may exceed %d. Abort.", h, k, l, index_limit);
+        }
+    }
+}
+
+Hkl fget_hkl(std::FILE *stream) {
+    const auto i = fget_integers<3>(stream, "the indices h k l of a reflection");
+    chk_index_limit(i[0], i[1], i[2]);
+    return {i[0], i[1], i[2]};
+}
+
+Uvw fget_uvw(std::FILE *stream) {
+    const auto i = fget_integers<3>(stream, "the indices u v w of a direction");
+    chk_index_limit(i[0], i[1], i[2]);
+    return {i[0], i[1], i[2]};
+}
+
+RealHkl fget_r_hkl(std::FILE *stream) {
+    const auto v = fget_numbers<3>(stream, "three real indices");
+    return {v[0], v[1], v[2]};
+}
+
+HklWeight fget_hkl_weight(std::FILE *stream) {
+    const std::string line = fget_line(stream, "the indices h k l of a reflection");
+    const std::vector<std::string> tokens = tokens_of(line.c_str());
+    if (tokens.size() < 3) {
+        mb_fprintf(stdout, "$$(fget_hkl_weight) Format error. Abort. buf=%s.", line.c_str());
+        end_run(1);
+    }
+    HklWeight g{{to_int(tokens[0]), to_int(tokens[1]), to_int(tokens[2])}};
+    chk_index_limit(g.hkl.h, g.hkl.k, g.hkl.l);
+    if (tokens.size() > 3 && tokens[3][0] != '%') {
+        g.weight = to_double(tokens[3]);
+    }
+    return g;
+}
+
+} // namespace orvel

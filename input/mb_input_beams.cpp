@@ -1,0 +1,201 @@
+#include "input/mb_input_beams.hpp"
+
+#include "app/mb_mpi.hpp"
+#include "app/run_settings.hpp"
+#include "numeric/vecmat.hpp"
+
+#include <algorithm>
+#include <limits>
+
+namespace orvel {
+
+namespace {
+
+constexpr int beam_search_limit = 90; // length limit of the beam-search elements
+
+// A list grows with the lines that are really there, whatever count was announced.
+constexpr int most_reserved = 4096;
+
+// Returns how many of the n numbers the element held.
+int fget_beam_search_line(std::FILE *stream, int n, double *out) {
+    return str_to_fs(n, fget_line(stream, "a beam-search line", beam_search_limit).c_str(), out);
+}
+
+void set_range(const double *v, BeamSearch &beam_search) {
+    beam_search.num_g_limit = truncate_to_int(v[0]);
+    beam_search.g_max = v[1];
+    beam_search.lz_min = truncate_to_int(v[2]);
+    beam_search.lz_max = truncate_to_int(v[3]);
+}
+
+void fget_range(std::FILE *stream, BeamSearch &beam_search) {
+    double v[4];
+    fget_beam_search_line(stream, 4, v);
+    set_range(v, beam_search);
+}
+
+// Two thresholds and the longest extinction distance.
+void fget_thresholds(std::FILE *stream, double &bmin, double &max, double &xigmax) {
+    double v[3];
+    fget_beam_search_line(stream, 3, v);
+    bmin = v[0];
+    max = v[1];
+    xigmax = v[2];
+}
+
+} // namespace
+
+IncidentWave fget_inc_wave(std::FILE *stream) {
+    IncidentWave wave;
+    wave.voltage = fget_d(stream, "the accelerating voltage");
+    wave.inc_uvw = fget_uvw(stream);
+    wave.nor_uvw = fget_uvw(stream);
+    wave.base_g1 = fget_r_hkl(stream);
+    return wave;
+}
+
+void fget_beam_search(std::FILE *stream, BeamSearch &beam_search) {
+    fget_beam_search_wg(stream, beam_search);
+    fget_thresholds(stream, beam_search.sgbmin, beam_search.sgmax, beam_search.xigmax);
+}
+
+void fget_beam_search_wg(std::FILE *stream, BeamSearch &beam_search) {
+    fget_range(stream, beam_search);
+    fget_thresholds(stream, beam_search.wgbmin, beam_search.wgmax, beam_search.xigmax);
+}
+
+void fget_beam_search_sg(std::FILE *stream, BeamSearch &beam_search) {
+    fget_range(stream, beam_search);
+    fget_thresholds(stream, beam_search.sgbmin, beam_search.sgmax, beam_search.xigmax);
+}
+
+void fget_beam_search_sg_multi(std::FILE *stream, BeamSearch &beam_search) {
+    double v[4];
+    if (fget_beam_search_line(stream, 4, v) < 4) {
+        mb_fprintf(stdout, "$$ Invalid format for beam_search. Abort.");
+        end_run(1);
+    }
+    set_range(v, beam_search);
+    if (beam_search.lz_min < 0 || beam_search.lz_max >= max_laue_zones) {
+        input_exit("$$ Laue zones %d to %d: the zones of this search are 0 to %d. Abort.",
+                   beam_search.lz_min, beam_search.lz_max, max_laue_zones - 1);
+    }
+    for (int zone = 0; zone <= beam_search.lz_max; ++zone) {
+        const auto i = static_cast<std::size_t>(zone);
+        fget_thresholds(stream, beam_search.sgbmin_lz[i], beam_search.sgmax_lz[i],
+                        beam_search.xigmax_lz[i]);
+    }
+}
+
+void fget_ed_beams(std::FILE *stream, BeamSearch &beam_search, BeamList &beams) {
+    beam_search.flag_bs = fget_i(stream, "the beam-search method");
+    switch (beam_search.flag_bs) {
+    case 0:
+    case 10:
+        beams = fget_manual_beams(stream);
+        break;
+    case 1:
+    case 11:
+        fget_beam_search_wg(stream, beam_search);
+        break;
+    case 2:
+    case 12:
+        fget_beam_search_sg(stream, beam_search);
+        break;
+    case 3:
+    case 13:
+        fget_beam_search_sg_multi(stream, beam_search);
+        break;
+    default:
+        mb_fprintf(stderr, "Invalid flag_bs %d\n", beam_search.flag_bs);
+        end_run(1);
+    }
+}
+
+BeamList fget_manual_beams(std::FILE *stream) {
+    BeamList beams;
+    const auto [exact, bethe] = fget_2i(stream);
+    mb_fprintf(stdout, "Exact = %d, Bethe = %d\n", exact, bethe);
+    chk_count(exact, "exact beams", sizeof(Hkl));
+    chk_count(bethe, "Bethe beams", sizeof(Hkl));
+    if (exact < 1 || bethe > std::numeric_limits<int>::max() - exact) {
+        input_exit("$$ %d exact and %d Bethe beams: no possible beam list. Abort.", exact, bethe);
+    }
+    beams.num_exact_beam = exact;
+    beams.num_bethe_beam = bethe;
+    beams.hkl = fget_beams(exact, bethe, stream);
+    mb_fprintf(stdout, "$$ vg_select_flag is set to 0.\n");
+    epsilon.vg_select_flag = 0;
+    return beams;
+}
+
+std::vector<Hkl> fget_beams(int ne, int nb, std::FILE *stream) {
+    const long long n = static_cast<long long>(ne) + nb;
+    std::vector<Hkl> beams;
+    beams.reserve(static_cast<std::size_t>(std::clamp(n, 0LL, 1LL * most_reserved)));
+    for (long long i = 0; i < n; ++i) {
+        beams.push_back(fget_hkl(stream));
+    }
+    return beams;
+}
+
+std::vector<int> fget_cal_g(int n, const BeamList &beams, std::FILE *stream) {
+    std::vector<int> positions;
+    positions.reserve(static_cast<std::size_t>(std::clamp(n, 0, most_reserved)));
+    const auto exact_end = beams.hkl.begin() + beams.num_exact_beam;
+    for (int i = 0; i < n; ++i) {
+        const Hkl g = fget_hkl(stream);
+        const auto found = std::find(beams.hkl.begin(), exact_end, g);
+        if (found == exact_end) {
+            mb_fprintf(stdout, "$$ cal_g: %d %d %d is not found in the exact beams. Abort.\n", g.h,
+                       g.k, g.l);
+            end_run(1);
+        }
+        positions.push_back(static_cast<int>(found - beams.hkl.begin()));
+    }
+    return positions;
+}
+
+std::vector<double> fget_cal_thick(int n, std::FILE *stream) {
+    std::vector<double> thicknesses;
+    thicknesses.reserve(static_cast<std::size_t>(std::clamp(n, 0, most_reserved)));
+    for (int i = 0; i < n; ++i) {
+        thicknesses.push_back(fget_d(stream, "a thickness"));
+    }
+    return thicknesses;
+}
+
+int fget_count(std::FILE *stream, const char *what, double bytes_each) {
+    const std::string quantity = std::string("the number of ") + what;
+    const int n = fget_i(stream, quantity.c_str());
+    chk_count(n, what, bytes_each);
+    return n;
+}
+
+void chk_count(int n, const char *what, double bytes_each) {
+    if (n < 0) {
+        input_exit("$$ The number of %s is negative: %d. Abort.", what, n);
+    }
+    require_memory(n * bytes_each, what);
+}
+
+std::vector<Hkl> beam_merge(std::span<const Hkl> exact, std::span<const Hkl> bethe) {
+    std::vector<Hkl> merged(exact.begin(), exact.end());
+    merged.insert(merged.end(), bethe.begin(), bethe.end());
+    return merged;
+}
+
+ReflectionThicknessPairs marge_cal_gt(std::span<const int> g, std::span<const double> t) {
+    ReflectionThicknessPairs pairs;
+    pairs.g.reserve(g.size() * t.size());
+    pairs.t.reserve(g.size() * t.size());
+    for (const double thickness : t) {
+        for (const int reflection : g) {
+            pairs.g.push_back(reflection);
+            pairs.t.push_back(thickness);
+        }
+    }
+    return pairs;
+}
+
+} // namespace orvel

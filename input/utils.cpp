@@ -1,0 +1,131 @@
+#include "input/utils.hpp"
+
+#include <cassert>
+#include <cctype>
+#include <cstdlib>
+
+namespace orvel {
+
+namespace {
+
+// Read once, at start-up; empty when the variable is not set.
+const std::string data_folder = [] {
+    const char *folder = std::getenv("ORVEL_DATA");
+    return std::string(folder != nullptr ? folder : "");
+}();
+
+// Null also for what opens but cannot be read, as a directory does.
+std::FILE *open_readable(const std::string &path) {
+    std::FILE *stream = std::fopen(path.c_str(), "r");
+    if (stream == nullptr) {
+        return nullptr;
+    }
+    const int first = std::fgetc(stream);
+    if (std::ferror(stream) != 0) {
+        std::fclose(stream);
+        return nullptr;
+    }
+    std::clearerr(stream);
+    std::ungetc(first, stream);
+    return stream;
+}
+
+bool is_readable(const std::string &path) {
+    const InputFile file(open_readable(path));
+    return file != nullptr;
+}
+
+} // namespace
+
+InputFile fopen_chk_rmode(const std::string &path) {
+    std::FILE *stream = open_readable(path);
+    if (stream == nullptr) {
+        mb_fprintf(stderr, "$$ (fopen_chk_rmode) Cannot open %s. Abort.\n", path.c_str());
+        end_run(1);
+    }
+    return InputFile(stream);
+}
+
+OutputFile fopen_chk_wmode(const std::string &path) {
+    std::FILE *stream = std::fopen(path.c_str(), "w");
+    if (stream == nullptr) {
+        mb_fprintf(stderr, "$$ (fopen_chk_wmode) Cannot open %s. Abort.\n", path.c_str());
+        end_run(1);
+    }
+    return {stream, path};
+}
+
+std::string data_file(const std::string &name) {
+    if (is_readable(name) || data_folder.empty()) {
+        return name;
+    }
+    const std::string elsewhere = data_folder + "/" + name;
+    return is_readable(elsewhere) ? elsewhere : name;
+}
+
+void str2lower(char *str) {
+    for (; *str != '\0'; ++str) {
+        *str = static_cast<char>(std::tolower(static_cast<unsigned char>(*str)));
+    }
+}
+
+void str2upper(char *str) {
+    for (; *str != '\0'; ++str) {
+        *str = static_cast<char>(std::toupper(static_cast<unsigned char>(*str)));
+    }
+}
+
+std::string remove_extention(const std::string &name) {
+    const std::size_t first = name.find_first_not_of('.');
+    if (first == std::string::npos) {
+        return {};
+    }
+    return name.substr(first, name.find('.', first) - first);
+}
+
+void findmaxmin(int n, const double *a, double &max, double &min) {
+    assert(n > 0);
+    max = a[0];
+    min = a[0];
+    for (int i = 1; i < n; ++i) {
+        max = a[i] > max ? a[i] : max;
+        min = a[i] < min ? a[i] : min;
+    }
+}
+
+void findmaxmin2(int rows, int cols, const double *const *a, double &max, double &min) {
+    assert(rows > 0 && cols > 0);
+    max = a[0][0];
+    min = a[0][0];
+    for (int i = 1; i < rows; ++i) {
+        for (int j = 1; j < cols; ++j) {
+            max = a[i][j] > max ? a[i][j] : max;
+            min = a[i][j] < min ? a[i][j] : min;
+        }
+    }
+}
+
+double machine_eps() {
+    double eps = 1.0;
+    for (int i = 0; i < 53; ++i) {
+        eps *= 0.5;
+    }
+    return 2.0 * eps;
+}
+
+double quadratic_interpol(int i0, double d, const double *y, int n, const double *x) {
+    assert(n >= 3 && i0 >= 0 && i0 < n);
+    const double at = x[i0] - d;
+    int j = 2;
+    while (at > x[j] && j < n - 1) {
+        ++j;
+    }
+    const double x0 = x[j - 2];
+    const double x1 = x[j - 1];
+    const double x2 = x[j];
+    return y[j - 2] * (at - x1) * (at - x2) / ((x0 - x1) * (x0 - x2)) +
+           y[j - 1] * (at - x0) * (at - x2) / ((x1 - x0) * (x1 - x2)) +
+           y[j] * (at - x0) * (at - x1) / ((x2 - x0) * (x2 - x1));
+}
+
+} // namespace orvel

@@ -1,0 +1,79 @@
+#include "jobs/condition_blocks.hpp"
+
+#include "app/mb_mpi.hpp"
+#include "dynamics/rfsearch.hpp"
+#include "dynamics/rfsearch_list.hpp"
+#include "input/mb_input.hpp"
+#include "input/mb_input_beams.hpp"
+
+namespace orvel {
+
+namespace {
+
+constexpr int last_calc_type = 3;
+
+// A grid must have points, and its arrays must fit.
+void chk_grid(const TiltGrid &grid) {
+    if (grid.calc_type == 0) {
+        return;
+    }
+    if (grid.num_cal_pix_side < 1) {
+        input_exit("$$ CALC_KXY_RANGE: %d points along one side, at least 1 is needed. Abort.",
+                   grid.num_cal_pix_side);
+    }
+    const double side = grid.num_cal_pix_side;
+    require_memory((sizeof(RealHkl) + sizeof(TiltPoint)) *
+                       (grid.calc_type == 1 ? side : side * side),
+                   "the tilt points");
+}
+
+} // namespace
+
+IncidentBeam read_incident_beam(std::FILE *stream) {
+    IncidentBeam beam;
+    chk_data("INCIDENT_BEAM{", stream);
+    beam.inc_uvw = fget_uvw(stream);
+    beam.nor_uvw = fget_uvw(stream);
+    beam.base_g1 = fget_r_hkl(stream);
+    beam.H_tilt = fget_d(stream, "the tilt along H");
+    beam.G_tilt = fget_d(stream, "the tilt along G");
+    beam.acc_voltage = fget_d(stream, "the accelerating voltage");
+    chk_data("}INCIDENT_BEAM", stream);
+    return beam;
+}
+
+void read_tilt_range(Sd &sd, const TiltRangeTexts &texts, std::FILE *stream) {
+    TiltGrid &grid = sd.grid;
+    chk_data_info("CALC_KXY_RANGE{", texts.hint, stream);
+    grid.calc_type = fget_i(stream, "calc_type");
+    if (grid.calc_type < 0 || grid.calc_type > last_calc_type) {
+        texts.end_invalid(grid.calc_type);
+    }
+    grid.num_cal_pix_side = fget_i(stream, "the number of points along one side");
+    grid.disksize = fget_d(stream, "the disk size");
+    chk_data("}CALC_KXY_RANGE", stream);
+    chk_grid(grid);
+    sd.beam_search.disksize = grid.disksize;
+}
+
+void read_beam_search(Sd &sd, const Csd &csd, const std::string &base_name, std::FILE *stream) {
+    chk_data("BEAM_SEARCH{", stream);
+    fget_sd_beams(sd, csd, stream);
+    reflex_dump_csd(sd, csd, base_name, 0);
+    chk_data("}BEAM_SEARCH", stream);
+}
+
+void read_output_reflections(Sd &sd, int n, std::FILE *stream) {
+    mb_fprintf(stdout, "num_g = %d\n", n);
+    sd.reflections = fget_cal_g(n, sd.beams, stream);
+}
+
+void read_output_thicknesses(Sd &sd, std::FILE *stream) {
+    chk_data("OUTPUT_THICKNESS{", stream);
+    const int n = fget_count(stream, "the number of thicknesses", sizeof(double));
+    mb_fprintf(stdout, "num_thickness = %d\n", n);
+    sd.thicknesses = fget_cal_thick(n, stream);
+    chk_data("}OUTPUT_THICKNESS", stream);
+}
+
+} // namespace orvel

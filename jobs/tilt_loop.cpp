@@ -1,0 +1,50 @@
+#include "jobs/tilt_loop.hpp"
+
+#include "app/mb_mpi.hpp"
+#include "app/run_settings.hpp"
+
+namespace orvel {
+
+void chk_job_memory(const Sd &sd, double result_bytes) {
+    const double n = sd.beams.size();
+    const double num_thick = static_cast<double>(sd.thicknesses.size());
+    const double side = sd.grid.num_cal_pix_side;
+    const double tilts = sd.grid.calc_type == 0 ? 1.0 : sd.grid.calc_type == 1 ? side : side * side;
+    const double results = result_bytes * static_cast<double>(sd.reflections.size()) * num_thick *
+                           tilts;
+    const double points = (sizeof(RealHkl) + sizeof(TiltPoint)) * tilts;
+    require_memory(sizeof(complex) * n * n +
+                       work_cal_int_bytes(sd.beams.size(), static_cast<int>(num_thick)) + results +
+                       points,
+                   "the potential matrix, the tilts and the results");
+}
+
+void warn_single_point_line(const TiltGrid &grid, std::FILE *log) {
+    if (grid.calc_type == 1 && grid.num_cal_pix_side == 1) {
+        mb_fprintf_stdo(log, "$$ Warning: a line of tilts needs at least 2 points; the tilt of its "
+                             "only point is not a number.\n");
+    }
+}
+
+void chk_bc_accuracy() {
+    if (epsilon.bc_accuracy > 1.0) {
+        input_exit("$$ bc_accuracy = %g: no branches carry more than the whole excitation (1). "
+                   "Abort.",
+                   epsilon.bc_accuracy);
+    }
+}
+
+TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V) {
+    return {sd, csd.metric, V, pre_calc_intensity(sd.beam, csd.metric),
+            calc_abs_K(csd, sd.beam.acc_voltage)};
+}
+
+void NonFiniteCount::report(std::FILE *log) const {
+    if (tilts > 0) {
+        mb_fprintf_stdo(log, "$$ Warning: %d of %d tilts gave results that are not finite "
+                             "numbers.\n",
+                        tilts, of);
+    }
+}
+
+} // namespace orvel

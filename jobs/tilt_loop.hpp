@@ -1,0 +1,78 @@
+// What the jobs that solve tilts do alike: checks before the work, the loop over the tilt points
+// with its progress and forecast, and the account of tilts that gave no finite result.
+#pragma once
+
+#include "app/mb_debug.hpp"
+#include "crystal/csd.hpp"
+#include "dynamics/mbfunc_intensity.hpp"
+#include "dynamics/sim_condition.hpp"
+
+#include <cmath>
+#include <cstdio>
+
+namespace orvel {
+
+// Ends the run where its arrays cannot be had: the potential matrix, the per-tilt work record and
+// result_bytes for each output reflection, thickness and tilt. Called before any of them is made.
+void chk_job_memory(const Sd &sd, double result_bytes);
+
+// Tells, before the run, of a line of tilts whose only point divides zero by zero.
+void warn_single_point_line(const TiltGrid &grid, std::FILE *log);
+
+// A share of the excitation above 1 cannot be reached by any set of branches.
+void chk_bc_accuracy();
+
+// The problem that all tilts of the job share.
+TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V);
+
+// Tilts whose results held a nan or an infinity.
+struct NonFiniteCount {
+    int tilts = 0;
+    int of = 0;
+
+    // Counts one tilt.
+    void add(bool all_finite) {
+        ++of;
+        tilts += all_finite ? 0 : 1;
+    }
+    // One line to log and console when there were any.
+    void report(std::FILE *log) const;
+};
+
+inline bool is_finite(double x) { return std::isfinite(x); }
+inline bool is_finite(complex z) { return std::isfinite(z.re) && std::isfinite(z.im); }
+
+// True when the whole table [output beam][thickness] is finite.
+template <class T> bool all_finite(const Sd &sd, const T *const *table) {
+    for (std::size_t o = 0; o < sd.reflections.size(); ++o) {
+        for (std::size_t k = 0; k < sd.thicknesses.size(); ++k) {
+            if (!is_finite(table[o][k])) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// Calls solve(p) for every point of the grid that is calculated, in its order, with progress marks
+// and a forecast after the first one.
+template <class Solve> void for_each_tilt(const TiltGrid &grid, Solve solve) {
+    int calculated = 0;
+    for (int p = 0; p < grid.num_pix; ++p) {
+        if (grid.pix[p].cal_flag != 1) {
+            continue;
+        }
+        if (calculated == 0) {
+            exec_time_forecast(-1);
+        }
+        progress_indicator(calculated, grid.num_pix_in);
+        solve(p);
+        if (calculated == 0) {
+            exec_time_forecast(grid.num_pix_in);
+        }
+        ++calculated;
+    }
+    exec_time_forecast(0);
+}
+
+} // namespace orvel

@@ -1,0 +1,52 @@
+// Writes the data tables: orvel_tables SOURCES FOLDER
+//
+// SOURCES is the folder of the transcribed coefficients (tools/sources), FOLDER receives
+// orvelspg.dat, orvelxdt.dat, orvelbk.dat and space_group_settings.md.
+#include "tools/bk_table.hpp"
+#include "tools/elastic_factor.hpp"
+#include "tools/spg_table.hpp"
+#include "tools/xdt_table.hpp"
+
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+void write_file(const std::string &path, const std::string &text) {
+    std::ofstream out(path, std::ios::binary);
+    out << text;
+    out.close();
+    if (!out) {
+        throw std::runtime_error("cannot write " + path);
+    }
+}
+
+void write_tables(const std::string &sources, const std::string &folder) {
+    write_file(folder + "/orvelspg.dat", orvel::spg_table());
+    write_file(folder + "/space_group_settings.md", orvel::spg_settings_list());
+    write_file(folder + "/orvelxdt.dat", orvel::xdt_table(sources));
+    std::string text = orvel::bk_table_head();
+    for (const auto &element : orvel::read_elastic_sources(sources)) {
+        text += orvel::bk_table_block(element);
+    }
+    write_file(folder + "/orvelbk.dat", text);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc != 3) {
+        std::fputs("Usage: orvel_tables SOURCES FOLDER\n", stderr);
+        return 1;
+    }
+    try {
+        write_tables(argv[1], argv[2]);
+    } catch (const std::exception &e) {
+        std::fprintf(stderr, "orvel_tables: %s\n", e.what());
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,55 @@
+#include "tools/xdt_table.hpp"
+
+#include <cstdio>
+#include <fstream>
+#include <gemmi/it92.hpp>
+#include <stdexcept>
+
+namespace orvel {
+
+namespace {
+
+constexpr const char *head =
+    "# X-ray scattering factors of neutral atoms (H to Cf) and of ions as four Gaussians and a\n"
+    "# constant: f_x(s) = sum_i ai exp(-bi s^2) + c in electrons, s = sin(theta)/lambda in 1/A,\n"
+    "# fitted for s = 0 to 2 1/A.\n"
+    "# Source: P. J. Brown, A. G. Fox, E. N. Maslen, M. A. O'Keefe & B. T. M. Willis,\n"
+    "# International Tables for Crystallography, Vol. C, table 6.1.1.4.\n"
+    "# Z is the charge of the nucleus, for ions too: the Mott formula needs it. The electron "
+    "factor\n"
+    "# of an ion grows as (ionic charge) 0.0239 / s^2 towards s = 0; orvel's value at s = 0 is "
+    "then\n"
+    "# only the part without that divergence.\n"
+    "# Columns: element, Z, a1 b1 a2 b2 a3 b3 a4 b4 (b in A^2), c\n";
+
+} // namespace
+
+std::string xdt_table(const std::string &folder) {
+    std::string text = head;
+    for (int Z = 1; Z <= 98; ++Z) {
+        const auto element = static_cast<gemmi::El>(Z);
+        const auto &coef = gemmi::IT92<double>::get(element);
+        text += gemmi::element_name(element);
+        text += ' ' + std::to_string(Z);
+        char field[32];
+        for (int i = 0; i < 4; ++i) {
+            std::snprintf(field, sizeof field, " %g %g", coef.a(i), coef.b(i));
+            text += field;
+        }
+        std::snprintf(field, sizeof field, " %g\n", coef.c());
+        text += field;
+    }
+    const std::string path = folder + "/it92_ions.dat";
+    std::ifstream ions(path);
+    if (!ions) {
+        throw std::runtime_error("cannot read " + path);
+    }
+    for (std::string line; std::getline(ions, line);) {
+        if (!line.starts_with('#')) {
+            text += line + '\n';
+        }
+    }
+    return text;
+}
+
+} // namespace orvel
