@@ -61,7 +61,7 @@ void for_each_amplitude(const TiltProblem &problem, WorkCalInt &work, Put put) {
 
 } // namespace
 
-void solve_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work) {
+void select_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work) {
     const Sd &sd = problem.sd;
     dbg_mon("$$ calc_sg_beta_g\n");
     TiltGeometry tilt;
@@ -76,7 +76,11 @@ void solve_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work
     dbg_mon("$$ vg_select\n");
     vg_select_info_ug(sd, problem.V, work);
     vg_select_trans_ug(sd.reflections, work);
+}
 
+void solve_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work) {
+    const Sd &sd = problem.sd;
+    select_tilt(problem, K_t, work);
     dbg_mon("$$ construct_matrix\n");
     construct_ug_mat_slct(sd.beam.acc_voltage, problem.V, work, work.A.get());
     dbg_dump_complexmat(dbg.a_mat_dump_flag, "a_matrix:", work.n_exact, work.A.get());
