@@ -137,6 +137,7 @@ struct RealUvw {
 // Largest index of a reflection or direction that is taken from a file: sums of products of them
 // fit 32 bits. A larger one ends the run with a "$$" line.
 inline constexpr int index_limit = 20000;
+// Ends the run when one of the three is larger.
 void chk_index_limit(int h, int k, int l);
 
 Hkl fget_hkl(std::FILE *stream); // truncated
@@ -151,8 +152,7 @@ struct HklWeight {
 // "$$(fget_hkl_weight) Format error. Abort. buf=%s.", status 1.
 HklWeight fget_hkl_weight(std::FILE *stream);
 
-// --- Fit-parameter lines
-// ---------------------------------------------------------------------------
+// --- Fit-parameter lines -------------------------------------------------------------------------
 
 // One refinable structure quantity as its line gave it. Only `value`, and `value_text` where
 // flag is -1, matter to the calculations; the rest serves a refinement.
