@@ -4,7 +4,6 @@
 #include "crystal/csd_parameters.hpp"
 
 #include <cstdio>
-#include <cstdlib>
 #include <string_view>
 #include <unordered_map>
 
@@ -63,7 +62,7 @@ double token_value(const std::string &token, const NameIndex &names) {
         mb_error_exit(stdout, "%s too long", token.c_str());
     }
     if (token[0] >= '0' && token[0] <= '9') {
-        return std::strtod(token.c_str(), nullptr);
+        return to_double(token);
     }
     return names.value(token);
 }

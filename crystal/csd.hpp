@@ -86,12 +86,11 @@ Csd input_csd_cstr(std::FILE *stream, const std::string &base_name);
 // Six fit-parameter lines: a, b, c, alpha, beta, gamma.
 void fget_latpar_cstr(std::FILE *stream, CellConstants &cell, std::array<FitPar, 6> &pars);
 // n SITE{ blocks, with their scattering tables, appended to the record's arrays: a count that the
-// file does not keep costs no memory. A B type other than ISO, 0, ANISO, 1: "$$ Invalid bf.
-// Abort.", status 1.
+// file does not keep costs no memory. A B type other than ISO, 0, ANISO and 1 ends the run:
+// "$$ Invalid bf. Abort.", status 1.
 void fget_atmpar_cstr(std::FILE *stream, int n, Csd &csd);
-// n low-order entries by csd.lof_type, appended after the sites are known. A type other than 1 to
-// 4:
-// "$$(fget_low_g_cst) Invalid lof_type(=%d). Abort.\n", status 1.
+// n low-order entries by csd.lof_type, appended likewise, after the sites. A type other than 1 to 4
+// ends the run: "$$(fget_low_g_cst) Invalid lof_type(=%d). Abort.\n", status 1.
 void fget_lofg_cstr(std::FILE *stream, int n, Csd &csd);
 
 // Sizes the arrays of a record; a second call that differs in size starts the arrays anew.

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string_view>
@@ -28,23 +27,6 @@ struct TableHeader {
     std::string lattice_type;
 };
 
-std::vector<std::string> tokens_of(std::string_view line) {
-    constexpr std::string_view delimiters = " ,\t\n";
-    std::vector<std::string> tokens;
-    std::size_t start = line.find_first_not_of(delimiters);
-    while (start != line.npos) {
-        const std::size_t end = std::min(line.find_first_of(delimiters, start), line.size());
-        tokens.emplace_back(line.substr(start, end - start));
-        start = line.find_first_not_of(delimiters, end);
-    }
-    return tokens;
-}
-
-int int_of(const std::string &token) {
-    return static_cast<int>(
-        std::clamp(std::strtol(token.c_str(), nullptr, 10), -2147483647L, 2147483647L));
-}
-
 InputFile open_table() {
     const std::string path = data_file(table_name);
     std::error_code ignored;
@@ -60,10 +42,10 @@ InputFile open_table() {
 TableHeader decode_header(const char *line, const std::vector<std::string> &tokens) {
     TableHeader header;
     if (tokens.size() >= 5) {
-        header = {.num_ops = int_of(tokens[0]),
-                  .centrosymmetric = int_of(tokens[1]),
-                  .number = int_of(tokens[2]),
-                  .setting = int_of(tokens[3]),
+        header = {.num_ops = to_int(tokens[0]),
+                  .centrosymmetric = to_int(tokens[1]),
+                  .number = to_int(tokens[2]),
+                  .setting = to_int(tokens[3]),
                   .lattice_type = tokens[4]};
     }
     if (header.num_ops < 1 || header.num_ops > max_listed_ops) {
