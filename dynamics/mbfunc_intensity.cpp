@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace orvel {
 
@@ -59,6 +60,16 @@ void for_each_amplitude(const TiltProblem &problem, WorkCalInt &work, Put put) {
     }
 }
 
+// A solver that gives up leaves its outputs as they are: then they are no numbers, and not those of
+// the tilt before.
+void poison_solution(WorkCalInt &work) {
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    std::fill_n(work.eigval.data(), work.n_exact, complex{nan, nan});
+    for (int i = 0; i < work.n_exact; ++i) {
+        std::fill_n(work.eigvec[i], work.n_exact, complex{nan, nan});
+    }
+}
+
 } // namespace
 
 void select_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work) {
@@ -89,6 +100,7 @@ void solve_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work
                      work.B.get(), work);
     dbg_dump_complexmat(dbg.b_mat_dump_flag, "bethe_matrix:", work.n_exact, work.B.get());
 
+    poison_solution(work);
     eigmat(work.n_exact, work.B.get(), work.eigval.data(), work.eigvec.get(), work.eigmat);
 }
 
