@@ -137,8 +137,9 @@ def beam_list_rows(crystal, sd, beams, num_exact, geometry):
               "\tFgela_re\tFgela_im\tFginela_re\tFginela_im\n", ())]
     g = np.array(beams)
     x, y = crystal.lattice.zone_coordinates(g, sd.inc_uvw, geometry.base_g1)
-    F, F_minus = crystal.structure_factor(g), crystal.structure_factor(-g).conj()
-    elastic, absorptive = (F + F_minus) / 2, (F - F_minus) / 2
+    F = crystal.structure_factor(g)
+    # The two parts are those of the tables, also where F itself is a given value.
+    elastic, absorptive = crystal.elastic(g), crystal.absorptive(g)
     for i, beam in enumerate(beams):
         numbers = [v for z in (elastic[i], absorptive[i]) for v in (z.real, z.imag)]
         rows.append(("%d\t%3d\t%3d\t%3d\t%d\t%f\t%f\t%d\t%f" + 7 * "\t%f" + "\n",

@@ -185,13 +185,13 @@ def bloch_files(job):
     for j in range(sd.branch_begin, sd.branch_end + 1):
         name = f"{base}_b{j}.txt"
         script += [("%s\n", (name,)), ("%d    # branch\n", (j,)),
-                   ("%g    # eps^2\n", (square[j - 1],), "eps")]
+                   ("%g    # eps^2\n", (square[j - 1],), "unit")]
         b = synthesis(r, exact, point.C[:, j - 1] / point.root_beta)
         b *= np.exp(2j * np.pi * r @ job.grid.K_t[0])
         state = ResultFile(name, [
             ("# Bloch state: branch %d)\n", (j,)),
             ("# branch:%d, eigen_val:%g, excitation(eps^2):%g\n",
-             (j, point.values[j - 1].real, square[j - 1]), ["Re", "eps"]),
+             (j, point.values[j - 1].real, square[j - 1]), ["Re", "unit"]),
             ("# nx ny\n", ()), ("# %d %d\n", (sd.nx, sd.ny)),
             ("#x\ty\tdensity\tangle\tre\tim\n", ()),
             *map_rows(x, y, (np.abs(b)**2, np.angle(b), b.real, b.imag),

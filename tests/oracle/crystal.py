@@ -70,7 +70,7 @@ class Crystal:
             site = SimpleNamespace(element=s.element, af=s.af, xyz=[p[1] for p in s.position],
                                    occupancy=s.occupancy[1], anisotropic=s.anisotropic)
             if s.anisotropic:
-                site.beta = np.array([[d[0], d[3], d[5]], [d[3], d[1], d[4]], [d[5], d[4], d[2]]])
+                site.beta = np.array([[d[0], d[3], d[4]], [d[3], d[1], d[5]], [d[4], d[5], d[2]]])
                 site.B = 4 / 3 * np.sum(site.beta * self.lattice.direct)
             else:
                 site.B = d[0]

@@ -1,8 +1,5 @@
 """The diffraction jobs: expected result files of CBED, coherent CBED and thickness fringes."""
 
-import os
-from types import SimpleNamespace
-
 import numpy as np
 
 from beams import Geometry, tilt_grid
@@ -57,7 +54,8 @@ def pattern_head(job, title, name, thickness, extremes):
              for hkl, a, b in zip(g, x, y)]
     return rows + [("}RF_INDEX\n", ()), ("COORD{\n", ()),
                    ("%d %d    #num_pix, num_pix_side\n", (len(job.grid.h), sd.num_cal_pix_side)),
-                   ("%g %g %g %g    #Hbgn Hend Gbgn Gend\n", (*job.grid.H_range, *job.grid.G_range)),
+                   ("%g %g %g %g    #Hbgn Hend Gbgn Gend\n",
+                    (*job.grid.H_range, *job.grid.G_range)),
                    ("# H, G, ih, ig, flag\n", ())]
 
 
@@ -127,7 +125,8 @@ def fringe_files(job):
             ("set output \"%s_out.png\"\n", (job.base,))]
     for j, hkl in enumerate(indices):
         end = ",\\\n" if j < len(indices) - 1 else "\n"
-        plot.append((("plot " if j == 0 else "") + "\"%s\" using 1:%d title \"%d %d %d\" with lines "
-                     + end, (table, j + 2, *hkl)))
+        start = "plot " if j == 0 else ""
+        plot.append((start + "\"%s\" using 1:%d title \"%d %d %d\" with lines " + end,
+                     (table, j + 2, *hkl)))
     return [ResultFile(table, intensity), ResultFile(job.base + "_re_im.txt", amplitude),
             ResultFile(job.base + ".plt", plot + [("#pause -1 \n", ())])]

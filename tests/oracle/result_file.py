@@ -1,9 +1,9 @@
 """Expected result files as rows of formats and values, and their comparison with written ones.
 
 A row is (format of one line, values) or (format, values, group). Values of a named group are
-compared relative to the largest of that group in the file, others relative to themselves. All
-other text, integers included, must agree byte for byte, and every number must be printed by
-exactly the conversion that the format names.
+compared relative to the largest of that group in the file, those of the group "unit" to 1, others
+relative to themselves. All other text, integers included, must agree byte for byte, and every
+number must be printed by exactly the conversion that the format names.
 """
 
 import re
@@ -86,7 +86,11 @@ def largest_deviation(names, expected, actual, slack):
     for name in set(names):
         chosen = np.array([n == name for n in names])
         size = np.abs(expected[chosen])
-        scale = np.maximum(np.nanmax(size) if name and not np.all(np.isnan(size)) else size, 1e-9)
+        if name == "unit":
+            size = np.ones_like(size)
+        elif name and not np.all(np.isnan(size)):
+            size = np.nanmax(size)
+        scale = np.maximum(size, 1e-9)
         ratio = np.nan_to_num(difference[chosen] / scale, nan=0.0, posinf=np.inf)
         if ratio.max() >= worst[0]:
             worst = ratio.max(), name, int(np.flatnonzero(chosen)[ratio.argmax()])

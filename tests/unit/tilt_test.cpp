@@ -116,6 +116,7 @@ TEST_P(BothSolvers, ZoneAxisKeepsTheSymmetryOfTheCrystal) {
     // of the mapped reflections.
     Problem p(srtio3, {{0, 0, 1}, {0, 0, 1}, {1, 0, 0}, 200.0}, square_net(2), 25);
     p.sd.thicknesses = {300.0, 700.0};
+    const Setting<double> tolerance(epsilon.eigen_eps, 1e-13);
     const Matrix<double> at = p.intensities(p.tilt(0.3, 0.1));
     const Matrix<double> turned = p.intensities(p.tilt(-0.1, 0.3));
     const Matrix<double> mirrored = p.intensities(p.tilt(0.3, -0.1));
@@ -123,7 +124,7 @@ TEST_P(BothSolvers, ZoneAxisKeepsTheSymmetryOfTheCrystal) {
         return std::find(p.sd.beams.hkl.begin(), p.sd.beams.hkl.end(), g) -
                p.sd.beams.hkl.begin();
     };
-    EXPECT_GT(at[0][0], 0.1);
+    EXPECT_GT(at[0][0], 0.01); // there is something to compare
     for (std::size_t o = 0; o < 25; ++o) {
         const Hkl g = p.sd.beams.hkl[o];
         for (int k = 0; k < 2; ++k) {
