@@ -205,6 +205,23 @@ TEST(WaveJobs, BranchesAddUpToTheBoundaryConditionAndToTheFringes) {
     }
 }
 
+TEST(DispersionSurface, KeepsTheBeamsOfTheSearchAtEveryPointOfTheSquare) {
+    Conditions c = inclined();
+    c.grid = "2\n5\n0.6\n";
+    const auto run = [&](const char *settings) {
+        c.settings = settings;
+        return run_parameter_file(c.dispsurf("1 9\n", four_reflections, "1\n300\n"));
+    };
+    const ProgramRun by_tilt = run("vg_select_flag 1\n");
+    EXPECT_NE(by_tilt.out.find("(calc_disp_surf_ug) vg_select_flag is set to 0.\n"),
+              std::string::npos);
+    EXPECT_EQ(numbers(by_tilt.read("run_ds.txt")).size(), 25u);
+    const ProgramRun as_searched = run("vg_select_flag 0\n");
+    for (const char *file : {"run_ds.txt", "run_amp.txt", "run_int.txt"}) {
+        EXPECT_TRUE(by_tilt.read(file) == as_searched.read(file)) << file;
+    }
+}
+
 TEST(BlochStates, AddUpToTheIncidentWaveAndAreBlochWaves) {
     std::vector<Hkl> beams = {{0, 0, 0}};
     for (int h = -3; h <= 3; ++h) {
@@ -307,6 +324,27 @@ TEST(ThicknessFringes, OneThicknessIsNotANumberAndToldBefore) {
     EXPECT_NE(run.out.find("$$ Warning: a range of thicknesses needs at least 2"),
               std::string::npos);
     EXPECT_NE(run.read("run_int.txt").find("nan"), std::string::npos);
+}
+
+// A beam beyond the scattering-factor table.
+TEST(WaveJobs, OnlyTheFringesGoOnWithoutAStructureFactor) {
+    Conditions c;
+    c.beams = "0\n2 0\n0 0 0\n60 0 0\n";
+    const struct {
+        std::string text;
+        int status;
+        const char *table;
+    } runs[] = {{c.tfringe("2\n0 100\n"), 0, "run_int.txt"},
+                {c.dispsurf("1 1\n", "0\n", "0\n"), 1, "run_ds.txt"},
+                {c.bloch("2 2\n0 1\n0 1\n", "1 1\n"), 1, "run_kn.txt"}};
+    for (const auto &r : runs) {
+        const ProgramRun run = run_parameter_file(r.text);
+        EXPECT_EQ(run.status, r.status) << run.out;
+        const char *message = "$$ Error in Fg calc. You should check params.\n";
+        EXPECT_NE(run.out.find(message), std::string::npos);
+        EXPECT_NE(run.read("run_log.txt").find(message), std::string::npos);
+        EXPECT_EQ(run.has(r.table), r.status == 0);
+    }
 }
 
 // --- Input that cannot be used -------------------------------------------------------------------
