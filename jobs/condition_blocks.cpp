@@ -78,7 +78,7 @@ void take_all_exact_beams(Sd &sd) {
 
 void read_output_thicknesses(Sd &sd, std::FILE *stream) {
     chk_data("OUTPUT_THICKNESS{", stream);
-    const int n = fget_count(stream, "the number of thicknesses", sizeof(double));
+    const int n = fget_count(stream, "thicknesses", sizeof(double));
     mb_fprintf(stdout, "num_thickness = %d\n", n);
     sd.thicknesses = fget_cal_thick(n, stream);
     chk_data("}OUTPUT_THICKNESS", stream);

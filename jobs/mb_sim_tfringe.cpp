@@ -18,7 +18,10 @@ namespace {
 
 void read_thickness_range(Sd &sd, std::FILE *stream) {
     chk_data("CALC_T_RANGE{", stream);
-    const int n = fget_count(stream, "thicknesses", sizeof(double));
+    // With each comes a row of propagation factors.
+    const double bytes_each = static_cast<double>(sizeof(double)) +
+                              static_cast<double>(sizeof(complex)) * sd.beams.size();
+    const int n = fget_count(stream, "thicknesses", bytes_each);
     mb_fprintf(stdout, "  sd->num_thickness = %d\n", n);
     if (n < 1) {
         input_exit("$$ CALC_T_RANGE: %d thicknesses, at least 2 are needed. Abort.", n);
