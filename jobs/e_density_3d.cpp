@@ -55,8 +55,10 @@ void chk_sizes(const UnitCellMapConditions &map) {
         input_exit("$$ x,y,z = %d %d %d: at most %d points can be transformed. Abort.", nx, ny, nz,
                    std::numeric_limits<int>::max());
     }
+    // half of the reflections remembered for their equivalents, twice
+    constexpr double remembered = 64.0;
     constexpr double bytes_per_point =
-        4 * sizeof(float) + 2 * sizeof(double) + sizeof(Hkl) + 2 * sizeof(complex);
+        4 * sizeof(float) + 2 * sizeof(double) + sizeof(Hkl) + 2 * sizeof(complex) + remembered;
     require_memory(bytes_per_point * points, "the grids and their coefficients");
 }
 
