@@ -9,6 +9,7 @@
 #include "jobs/vend_file.hpp"
 #include "numeric/lb_fft.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -26,7 +27,7 @@ struct ComplexGrid {
     Tensor<float> im;
 };
 
-// Reflections -max .. max of an axis of n points.
+// Reflections -max .. max of an axis of n points; none when n = 1.
 int index_max(int n) {
     return n / 2 - 1;
 }
@@ -67,7 +68,7 @@ BeamList fft_reflections(const UnitCellMapConditions &map) {
     const int hmax = index_max(map.nx);
     const int kmax = index_max(map.ny);
     const int lmax = index_max(map.nz);
-    const auto count = [](int max) { return static_cast<std::size_t>(2 * max + 1); };
+    const auto count = [](int max) { return static_cast<std::size_t>(std::max(0, 2 * max + 1)); };
     BeamList list;
     list.hkl.reserve(count(hmax) * count(kmax) * count(lmax));
     for (int h = -hmax; h <= hmax; ++h) {
