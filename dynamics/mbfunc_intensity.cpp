@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace orvel {
 
@@ -59,9 +60,19 @@ void for_each_amplitude(const TiltProblem &problem, WorkCalInt &work, Put put) {
     }
 }
 
+// A solver that gives up leaves its outputs as they are: then they are no numbers, and not those of
+// the tilt before.
+void poison_solution(WorkCalInt &work) {
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    std::fill_n(work.eigval.data(), work.n_exact, complex{nan, nan});
+    for (int i = 0; i < work.n_exact; ++i) {
+        std::fill_n(work.eigvec[i], work.n_exact, complex{nan, nan});
+    }
+}
+
 } // namespace
 
-void solve_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work) {
+void select_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work) {
     const Sd &sd = problem.sd;
     dbg_mon("$$ calc_sg_beta_g\n");
     TiltGeometry tilt;
@@ -76,7 +87,11 @@ void solve_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work
     dbg_mon("$$ vg_select\n");
     vg_select_info_ug(sd, problem.V, work);
     vg_select_trans_ug(sd.reflections, work);
+}
 
+void solve_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work) {
+    const Sd &sd = problem.sd;
+    select_tilt(problem, K_t, work);
     dbg_mon("$$ construct_matrix\n");
     construct_ug_mat_slct(sd.beam.acc_voltage, problem.V, work, work.A.get());
     dbg_dump_complexmat(dbg.a_mat_dump_flag, "a_matrix:", work.n_exact, work.A.get());
@@ -85,6 +100,7 @@ void solve_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work
                      work.B.get(), work);
     dbg_dump_complexmat(dbg.b_mat_dump_flag, "bethe_matrix:", work.n_exact, work.B.get());
 
+    poison_solution(work);
     eigmat(work.n_exact, work.B.get(), work.eigval.data(), work.eigvec.get(), work.eigmat);
 }
 

@@ -23,8 +23,11 @@ struct TiltProblem {
     double abs_K = 0.0; // 1/A
 };
 
-// Geometry, selection, dynamical matrix, Bethe folding and eigen-solution of one incidence: fills
-// the work record up to eigval and eigvec.
+// Geometry and beam selection of one incidence: fills s, beta, index_list, out_rows and K_n.
+void select_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work);
+
+// Selection, dynamical matrix, Bethe folding and eigen-solution of one incidence: fills the work
+// record up to eigval and eigvec.
 void solve_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work);
 
 // Boundary condition and kept branches of a solved tilt. With phase, alpha of every branch is

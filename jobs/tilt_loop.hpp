@@ -54,25 +54,23 @@ template <class T> bool all_finite(const Sd &sd, const T *const *table) {
     return true;
 }
 
-// Goes through the grid in its order: solve(p) for points that are calculated, with progress marks
-// and a forecast after the first one; skip(p) for those outside the disk.
-template <class Solve, class Skip>
-void for_each_tilt(const TiltGrid &grid, Solve solve, Skip skip) {
+// Calls solve(p) for every point of the grid that is calculated, in its order, with progress marks
+// and a forecast after the first one.
+template <class Solve> void for_each_tilt(const TiltGrid &grid, Solve solve) {
     int calculated = 0;
     for (int p = 0; p < grid.num_pix; ++p) {
-        if (grid.pix[p].cal_flag == 1) {
-            if (calculated == 0) {
-                exec_time_forecast(-1);
-            }
-            progress_indicator(calculated, grid.num_pix_in);
-            solve(p);
-            if (calculated == 0) {
-                exec_time_forecast(grid.num_pix_in);
-            }
-            ++calculated;
-        } else {
-            skip(p);
+        if (grid.pix[p].cal_flag != 1) {
+            continue;
         }
+        if (calculated == 0) {
+            exec_time_forecast(-1);
+        }
+        progress_indicator(calculated, grid.num_pix_in);
+        solve(p);
+        if (calculated == 0) {
+            exec_time_forecast(grid.num_pix_in);
+        }
+        ++calculated;
     }
     exec_time_forecast(0);
 }

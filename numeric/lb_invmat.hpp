@@ -3,17 +3,23 @@
 #pragma once
 
 #include "numeric/complex.hpp"
+#include "numeric/lb_planes.hpp"
 #include "numeric/vecmat.hpp"
 
 namespace orvel {
 
-// Scratch of the inversions for orders up to n_max, allocated once per job.
+// Scratch of the inversions for orders up to n_max, allocated once per job. Its layout is the
+// routines' own matter.
 struct InvmatWork {
     explicit InvmatWork(int n_max);
     int n_max = 0;
-    Vector<double> reals;
-    Vector<complex> vec;
-    Vector<int> index;
+    Vector<double> reals; // what the pointers below point into
+    Vector<int> index;    // row interchanges, and where the columns of the inverse go
+
+    Planes a;                            // the copy that is factorized
+    Planes x;                            // the inverse
+    Planes block;                        // inverse of one diagonal block
+    double *xr = nullptr, *xi = nullptr; // solution of the boundary condition
 };
 
 // A <- A^-1 in place by inv_c_mat with the tolerance inv_eps. Any invmat_func but 0 ends the run
@@ -21,7 +27,8 @@ struct InvmatWork {
 // told on the console ("$$ (invmat): inv_c_mat = %d\n") and the run goes on. Returns 0.
 int invmat(int n, complex *const *a, InvmatWork &work);
 
-// alpha = first column of M^-1 by inverse(); M is destroyed. Any bc_invmat_func but 0 ends the run
+// alpha = first column of M^-1 by inverse(); the contents of M are given up. Any bc_invmat_func but
+// 0 ends the run
 // ("$$ Invalid epsilon.bc_invmat_func=%d. Abort.\n", status 1). Returns the status of the routine:
 // 0 success, 30000 failure.
 int bc_invmat(int n, complex *const *m, complex *alpha, InvmatWork &work);

@@ -1,0 +1,100 @@
+// The CBED job: intensities of chosen reflections over a grid of tilts at chosen thicknesses.
+#include "app/mb_mpi.hpp"
+#include "app/run_settings.hpp"
+#include "crystal/csd.hpp"
+#include "dynamics/mbfunc_check.hpp"
+#include "dynamics/mbfunc_intensity.hpp"
+#include "dynamics/mbfunc_tilt.hpp"
+#include "jobs/jobs.hpp"
+#include "jobs/mb_sim_input.hpp"
+#include "jobs/mb_sim_output.hpp"
+#include "jobs/mb_sim_setup.hpp"
+#include "jobs/tilt_loop.hpp"
+
+#include <algorithm>
+
+namespace orvel {
+
+namespace {
+
+constexpr ResultTexts result_texts = {"SIM_VISUAL_MODE", "SIM_VISUALIZE", "SIM_RESULT", 1};
+
+// Over all output reflections and tilt points at one thickness, points outside the disk included.
+DisplayRange intensity_range(const Tensor<double> &intensity, int t) {
+    DisplayRange range;
+    if (intensity.extent(0) > 0 && intensity.extent(2) > 0) {
+        range.max = range.min = intensity[0][t][0];
+    }
+    for (std::size_t o = 0; o < intensity.extent(0); ++o) {
+        for (std::size_t p = 0; p < intensity.extent(2); ++p) {
+            range.max = std::max(range.max, intensity[o][t][p]);
+            range.min = std::min(range.min, intensity[o][t][p]);
+        }
+    }
+    return range;
+}
+
+void sim_output(const Sd &sd, const CellConstants &cell, const std::string &base_name) {
+    OutputFile script = open_sim_script(base_name, result_texts);
+    for (int t = 0; t < static_cast<int>(sd.thicknesses.size()); ++t) {
+        OutputFile file = open_sim_result(sd, cell, base_name, result_texts, t,
+                                          intensity_range(sd.intensity, t), script);
+        write_coord(sd, file, [&](const TiltPoint &p) {
+            mb_fprintf(file, "%g %g %d %d %d\n", p.h - sd.beam.H_tilt, p.g - sd.beam.G_tilt, p.ix,
+                       p.iy, p.cal_flag);
+        });
+        write_reflections(sd, file, [&](std::size_t o, int p) {
+            mb_fprintf(file, "%g\n", sd.intensity[o][t][p]);
+        });
+        mb_fclose(file);
+    }
+    close_sim_script(script);
+}
+
+void calc_cbed_pattern(Csd &csd, Sd &sd, const complex *const *V, const std::string &base_name,
+                       std::FILE *log) {
+    const TiltProblem problem = prepare_tilts(csd, sd, V, log);
+    const std::size_t n_out = sd.reflections.size();
+    const std::size_t n_thick = sd.thicknesses.size();
+    sd.intensity = Tensor<double>(n_out, n_thick, sd.grid.num_pix);
+    Matrix<double> scratch(n_out, n_thick);
+    WorkCalInt work = alloc_work_cal_int(sd.beams.size(), static_cast<int>(n_out),
+                                         static_cast<int>(n_thick));
+    mb_fprintf(stdout, "Intensity calculation\n");
+    if (dbg_sel_vg_on()) {
+        check_selections(problem, work);
+        return;
+    }
+
+    NonFiniteCount non_finite;
+    const auto solve = [&](int p) {
+        calc_intensity_with_perturb_ug(problem, sd.grid.kxy[p], work, scratch.get());
+        non_finite.add(all_finite(sd, scratch.get()));
+        for (std::size_t o = 0; o < n_out; ++o) {
+            for (std::size_t k = 0; k < n_thick; ++k) {
+                sd.intensity[o][k][p] = scratch[o][k] * epsilon.intensity_scaling;
+            }
+        }
+    };
+    // The tensor starts as zeros, which is what points outside the disk hold.
+    for_each_tilt(sd.grid, solve);
+    mb_fprintf(stdout, "$$Intensity output\n");
+    sim_output(sd, csd.cell, base_name);
+    non_finite.report(log);
+}
+
+} // namespace
+
+void mb_simulation(InputFile &stream, std::FILE *log, const std::string &base_name) {
+    Csd csd = input_csd_cstr(stream, base_name);
+    Sd sd;
+    input_sim_data(sd, csd, base_name, stream);
+    stream.close();
+    chk_job_memory(sd, sizeof(double));
+
+    const PotentialMatrix potential = build_sim_potential(csd, sd, log);
+    calc_cbed_pattern(csd, sd, potential.V.get(), base_name, log);
+    dbg_dump_term();
+}
+
+} // namespace orvel

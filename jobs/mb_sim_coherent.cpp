@@ -1,0 +1,130 @@
+// The coherent CBED job: complex amplitudes over a grid of tilts, with the phase of a focused,
+// aberrated probe on each incident direction.
+#include "app/mb_mpi.hpp"
+#include "app/run_settings.hpp"
+#include "crystal/csd.hpp"
+#include "dynamics/mbfunc_check.hpp"
+#include "dynamics/mbfunc_intensity.hpp"
+#include "jobs/jobs.hpp"
+#include "jobs/mb_sim_input.hpp"
+#include "jobs/mb_sim_output.hpp"
+#include "jobs/mb_sim_setup.hpp"
+#include "jobs/tilt_loop.hpp"
+
+#include <array>
+#include <cmath>
+
+namespace orvel {
+
+namespace {
+
+constexpr ResultTexts result_texts = {"SIM_COHERENT_VISUAL_MODE", "SIM_COHERENT_VISUALIZE",
+                                      "SIM_COHERENT_RESULT", 0};
+
+// Amplitudes have no range of their own to search; this is that of a unit incident beam.
+constexpr DisplayRange result_range = {10000.0, 0.0};
+
+// The electron probe.
+struct Probe {
+    double cs_coef = 0.0;              // spherical aberration, A
+    double defocus = 0.0;              // A
+    std::array<double, 3> probe_pos{}; // fractional coordinates
+};
+
+Probe input_sim_coherent_data(Sd &sd, std::FILE *stream) {
+    Probe probe;
+    chk_data("COHERENT{", stream);
+    probe.cs_coef = fget_d(stream, "the spherical-aberration coefficient");
+    probe.defocus = fget_d(stream, "the defocus");
+    probe.probe_pos = fget_3d(stream);
+    chk_data("}COHERENT", stream);
+    sd.result_bytes = 8;
+    return probe;
+}
+
+// exp(i chi) of each tilt point, chi = pi (defocus lambda k^2 + C_s lambda^3 k^4 / 2 + 2 K_t.r).
+Vector<complex> calc_initial_phase(const Sd &sd, const Probe &probe, double lambda,
+                                   const Metric &metric) {
+    Vector<complex> phase(sd.grid.kxy.size());
+    for (std::size_t p = 0; p < phase.size(); ++p) {
+        const RealHkl &K_t = sd.grid.kxy[p];
+        const double k2 = sq_abs(K_t, metric);
+        const double chi =
+            pi * (probe.defocus * lambda * k2 +
+                  0.5 * probe.cs_coef * lambda * lambda * lambda * k2 * k2 +
+                  2.0 * (K_t.h * probe.probe_pos[0] + K_t.k * probe.probe_pos[1] +
+                         K_t.l * probe.probe_pos[2]));
+        phase[p] = c_exp({0.0, chi});
+    }
+    return phase;
+}
+
+void sim_coherent_output(const Sd &sd, const Tensor<complex> &amplitude, const CellConstants &cell,
+                         const std::string &base_name) {
+    const double scale = std::sqrt(epsilon.intensity_scaling);
+    OutputFile script = open_sim_script(base_name, result_texts);
+    for (int t = 0; t < static_cast<int>(sd.thicknesses.size()); ++t) {
+        OutputFile file =
+            open_sim_result(sd, cell, base_name, result_texts, t, result_range, script);
+        write_coord(sd, file, [&](const TiltPoint &p) {
+            mb_fprintf(file, "%g\t%g\t%d\t%d\t%d\n", p.h, p.g, p.ix, p.iy, p.cal_flag);
+        });
+        write_reflections(sd, file, [&](std::size_t o, int p) {
+            const complex psi = amplitude[o][t][p];
+            mb_fprintf(file, "%g\t%g\n", psi.re * scale, psi.im * scale);
+        });
+        mb_fclose(file);
+    }
+    close_sim_script(script);
+}
+
+void calc_coherent_cbed_pattern(Csd &csd, Sd &sd, const Probe &probe, const complex *const *V,
+                                const std::string &base_name, std::FILE *log) {
+    const TiltProblem problem = prepare_tilts(csd, sd, V, log);
+    const Vector<complex> phase =
+        calc_initial_phase(sd, probe, problem.geometry.lambda, csd.metric);
+    const std::size_t n_out = sd.reflections.size();
+    const std::size_t n_thick = sd.thicknesses.size();
+    Tensor<complex> amplitude(n_out, n_thick, sd.grid.num_pix);
+    Matrix<complex> scratch(n_out, n_thick);
+    WorkCalInt work = alloc_work_cal_int(sd.beams.size(), static_cast<int>(n_out),
+                                         static_cast<int>(n_thick));
+    mb_fprintf(stdout, "Intensity calculation\n");
+    if (dbg_sel_vg_on()) {
+        check_selections(problem, work);
+        return;
+    }
+
+    NonFiniteCount non_finite;
+    const auto solve = [&](int p) {
+        calc_intensity_ug_coherent(problem, sd.grid.kxy[p], phase[p], work, scratch.get());
+        non_finite.add(all_finite(sd, scratch.get()));
+        for (std::size_t o = 0; o < n_out; ++o) {
+            for (std::size_t k = 0; k < n_thick; ++k) {
+                amplitude[o][k][p] = scratch[o][k];
+            }
+        }
+    };
+    // The tensor starts as zeros, which is what points outside the disk hold.
+    for_each_tilt(sd.grid, solve);
+    mb_fprintf(stdout, "$$Intensity output\n");
+    sim_coherent_output(sd, amplitude, csd.cell, base_name);
+    non_finite.report(log);
+}
+
+} // namespace
+
+void mb_sim_coherent(InputFile &stream, std::FILE *log, const std::string &base_name) {
+    Csd csd = input_csd_cstr(stream, base_name);
+    Sd sd;
+    input_sim_data(sd, csd, base_name, stream);
+    const Probe probe = input_sim_coherent_data(sd, stream);
+    stream.close();
+    chk_job_memory(sd, sizeof(complex));
+
+    const PotentialMatrix potential = build_sim_potential(csd, sd, log);
+    calc_coherent_cbed_pattern(csd, sd, probe, potential.V.get(), base_name, log);
+    dbg_dump_term();
+}
+
+} // namespace orvel

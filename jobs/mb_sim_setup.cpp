@@ -1,0 +1,44 @@
+#include "jobs/mb_sim_setup.hpp"
+
+#include "app/mb_mpi.hpp"
+#include "dynamics/mbfunc_check.hpp"
+#include "dynamics/mbfunc_tilt.hpp"
+#include "jobs/tilt_loop.hpp"
+
+namespace orvel {
+
+PotentialMatrix build_sim_potential(Csd &csd, const Sd &sd, std::FILE *log) {
+    csd.metric = bravai(csd.cell);
+    mb_fprintf(stdout, "Potential:\n");
+    mb_fflush(stdout);
+    PotentialMatrix potential = potential_matrix_csd(sd.beams, csd, sd.beam.acc_voltage);
+    if (potential.status != 0) {
+        mb_fprintf_stdo(log, "$$ Error in Fg calc. You should check params.\n");
+    }
+    debug_vg_dump(potential.V.get(), sd.beams.size());
+    dbg_dump_ini_sim();
+    dbg_sel_vg_init(sd.beams);
+    return potential;
+}
+
+TiltProblem prepare_tilts(Csd &csd, Sd &sd, const complex *const *V, std::FILE *log) {
+    chk_bc_accuracy();
+    csd.metric = bravai(csd.cell);
+    calc_kxy_tilt(sd, csd.metric);
+    mb_fprintf(stdout, "$$ num_k_points = %d, num_k_points_effective = %d\n", sd.grid.num_pix,
+               sd.grid.num_pix_in);
+    warn_single_point_line(sd.grid, log);
+    return tilt_problem(sd, csd, V);
+}
+
+void check_selections(const TiltProblem &problem, WorkCalInt &work) {
+    const TiltGrid &grid = problem.sd.grid;
+    mb_fprintf(stdout, "$$ chk_sel_vg mode. No intensity calculation.\n");
+    for_each_tilt(grid, [&](int p) {
+        dbg_sel_vg_pos(grid.pix[p].ix, grid.pix[p].iy);
+        select_tilt(problem, grid.kxy[p], work);
+        dbg_sel_vg_out(problem.sd.beams, work);
+    });
+}
+
+} // namespace orvel

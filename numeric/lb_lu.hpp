@@ -1,0 +1,25 @@
+// LU decomposition with row interchanges on planes, which both inversions share.
+#pragma once
+
+#include "numeric/lb_planes.hpp"
+
+namespace orvel {
+
+// Rows and columns that are worked on together: the sums of a block stay in registers.
+inline constexpr int lu_block = 2 * strip;
+
+struct LuTask {
+    int n = 0;
+    // A largest modulus of a column below this ends the decomposition; 0 for none.
+    double tol = 0.0;
+    // Keeps the last row out of the choice of pivots while another one is not zero.
+    bool spare_last_row = false;
+};
+
+// A <- L and U of P A: L unit lower, U upper triangular. The pivot of a column is its entry of
+// largest modulus on or below the diagonal; interchange[k] is the row that row k was exchanged
+// with at step k. Each element is updated by the earlier columns in their order, as in Crout's
+// form, but block by block. Returns n, or the column (from 0) that had no pivot.
+int lu_decompose(const LuTask &task, const Planes &a, int *interchange);
+
+} // namespace orvel
