@@ -9,6 +9,7 @@
 #include "jobs/vend_file.hpp"
 #include "numeric/lb_fft.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -26,7 +27,7 @@ struct ComplexGrid {
     Tensor<float> im;
 };
 
-// Reflections -max .. max of an axis of n points.
+// Reflections -max .. max of an axis of n points; none when n = 1.
 int index_max(int n) {
     return n / 2 - 1;
 }
@@ -55,8 +56,10 @@ void chk_sizes(const UnitCellMapConditions &map) {
         input_exit("$$ x,y,z = %d %d %d: at most %d points can be transformed. Abort.", nx, ny, nz,
                    std::numeric_limits<int>::max());
     }
+    // half of the reflections remembered for their equivalents, twice
+    constexpr double remembered = 64.0;
     constexpr double bytes_per_point =
-        4 * sizeof(float) + 2 * sizeof(double) + sizeof(Hkl) + 2 * sizeof(complex);
+        4 * sizeof(float) + 2 * sizeof(double) + sizeof(Hkl) + 2 * sizeof(complex) + remembered;
     require_memory(bytes_per_point * points, "the grids and their coefficients");
 }
 
@@ -65,7 +68,7 @@ BeamList fft_reflections(const UnitCellMapConditions &map) {
     const int hmax = index_max(map.nx);
     const int kmax = index_max(map.ny);
     const int lmax = index_max(map.nz);
-    const auto count = [](int max) { return static_cast<std::size_t>(2 * max + 1); };
+    const auto count = [](int max) { return static_cast<std::size_t>(std::max(0, 2 * max + 1)); };
     BeamList list;
     list.hkl.reserve(count(hmax) * count(kmax) * count(lmax));
     for (int h = -hmax; h <= hmax; ++h) {
