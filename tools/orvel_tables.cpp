@@ -3,7 +3,6 @@
 // SOURCES is the folder of the transcribed coefficients (tools/sources), FOLDER receives
 // orvelspg.dat, orvelxdt.dat, orvelbk.dat and space_group_settings.md.
 #include "tools/bk_table.hpp"
-#include "tools/elastic_factor.hpp"
 #include "tools/spg_table.hpp"
 #include "tools/xdt_table.hpp"
 
@@ -28,11 +27,7 @@ void write_tables(const std::string &sources, const std::string &folder) {
     write_file(folder + "/orvelspg.dat", orvel::spg_table());
     write_file(folder + "/space_group_settings.md", orvel::spg_settings_list());
     write_file(folder + "/orvelxdt.dat", orvel::xdt_table(sources));
-    std::string text = orvel::bk_table_head();
-    for (const auto &element : orvel::read_elastic_sources(sources)) {
-        text += orvel::bk_table_block(element);
-    }
-    write_file(folder + "/orvelbk.dat", text);
+    write_file(folder + "/orvelbk.dat", orvel::bk_table(sources));
 }
 
 } // namespace
