@@ -45,8 +45,8 @@ void dbg_atm_pos_out(const Csd &csd, const std::string &base_name) {
     }
     OutputFile file = mb_fopen_chk_wmode(base_name + "_aps.txt");
     fprint_gen_atom_pos(file, csd.group.ops, csd.sites);
-    mb_fprintf(stdout, "$$ Generated atom positions ==> %s\n", file.path().c_str());
     mb_fclose(file);
+    mb_fprintf(stdout, "$$ Generated atom positions ==> %s\n", file.path().c_str());
 }
 
 } // namespace orvel

@@ -113,20 +113,21 @@ void fget_ed_beams(std::FILE *stream, BeamSearch &beam_search, BeamList &beams) 
 }
 
 BeamList fget_manual_beams(std::FILE *stream) {
-    BeamList beams;
     const auto [exact, bethe] = fget_2i(stream);
     mb_fprintf(stdout, "Exact = %d, Bethe = %d\n", exact, bethe);
-    chk_count(exact, "exact beams", sizeof(Hkl));
-    chk_count(bethe, "Bethe beams", sizeof(Hkl));
-    if (exact < 1 || bethe > std::numeric_limits<int>::max() - exact) {
-        input_exit("$$ %d exact and %d Bethe beams: no possible beam list. Abort.", exact, bethe);
-    }
-    beams.num_exact_beam = exact;
-    beams.num_bethe_beam = bethe;
-    beams.hkl = fget_beams(exact, bethe, stream);
+    BeamList beams = fget_beam_list(exact, bethe, stream);
     mb_fprintf(stdout, "$$ vg_select_flag is set to 0.\n");
     epsilon.vg_select_flag = 0;
     return beams;
+}
+
+BeamList fget_beam_list(int ne, int nb, std::FILE *stream) {
+    chk_count(ne, "exact beams", sizeof(Hkl));
+    chk_count(nb, "Bethe beams", sizeof(Hkl));
+    if (ne < 1 || nb > std::numeric_limits<int>::max() - ne) {
+        input_exit("$$ %d exact and %d Bethe beams: no possible beam list. Abort.", ne, nb);
+    }
+    return {ne, nb, fget_beams(ne, nb, stream)};
 }
 
 std::vector<Hkl> fget_beams(int ne, int nb, std::FILE *stream) {

@@ -73,6 +73,9 @@ void fget_ed_beams(std::FILE *stream, BeamSearch &beam_search, BeamList &beams);
 // ("$$ vg_select_flag is set to 0.\n").
 BeamList fget_manual_beams(std::FILE *stream);
 
+// ne exact and then nb Bethe beams, one element h k l each, with checked counts.
+BeamList fget_beam_list(int ne, int nb, std::FILE *stream);
+
 // ne + nb elements of h k l.
 std::vector<Hkl> fget_beams(int ne, int nb, std::FILE *stream);
 

@@ -6,6 +6,8 @@
 #include "input/mb_input.hpp"
 #include "input/mb_input_beams.hpp"
 
+#include <numeric>
+
 namespace orvel {
 
 namespace {
@@ -66,6 +68,12 @@ void read_beam_search(Sd &sd, const Csd &csd, const std::string &base_name, std:
 void read_output_reflections(Sd &sd, int n, std::FILE *stream) {
     mb_fprintf(stdout, "num_g = %d\n", n);
     sd.reflections = fget_cal_g(n, sd.beams, stream);
+}
+
+void take_all_exact_beams(Sd &sd) {
+    mb_fprintf(stdout, "num_g = %d\n", sd.beams.num_exact_beam);
+    sd.reflections.resize(sd.beams.num_exact_beam);
+    std::iota(sd.reflections.begin(), sd.reflections.end(), 0);
 }
 
 void read_output_thicknesses(Sd &sd, std::FILE *stream) {

@@ -30,6 +30,9 @@ void read_beam_search(Sd &sd, const Csd &csd, const std::string &base_name, std:
 // n output reflections, each an exact beam; "num_g = %d\n" with n on the console before them.
 void read_output_reflections(Sd &sd, int n, std::FILE *stream);
 
+// All exact beams as output reflections, in their order, echoed in the same way.
+void take_all_exact_beams(Sd &sd);
+
 // "OUTPUT_THICKNESS{" .. "}OUTPUT_THICKNESS": the count, echoed as "num_thickness = %d\n", and the
 // thicknesses in A.
 void read_output_thicknesses(Sd &sd, std::FILE *stream);

@@ -4,8 +4,6 @@
 #include "input/mb_input.hpp"
 #include "jobs/condition_blocks.hpp"
 
-#include <numeric>
-
 namespace orvel {
 
 namespace {
@@ -23,9 +21,7 @@ void read_output_reflex(Sd &sd, std::FILE *stream) {
     if (n >= 1) {
         read_output_reflections(sd, n, stream);
     } else if (n == 0) {
-        mb_fprintf(stdout, "num_g = %d\n", sd.beams.num_exact_beam);
-        sd.reflections.resize(sd.beams.num_exact_beam);
-        std::iota(sd.reflections.begin(), sd.reflections.end(), 0);
+        take_all_exact_beams(sd);
     }
     if (sd.grid.calc_type > 3) {
         mb_fprintf(stdout, "$$ invalid calc_type=%d. Abort. (input_sim_data)\n",

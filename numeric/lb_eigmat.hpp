@@ -4,6 +4,7 @@
 #pragma once
 
 #include "numeric/complex.hpp"
+#include "numeric/lb_kernels.hpp"
 #include "numeric/vecmat.hpp"
 
 namespace orvel {
@@ -13,10 +14,24 @@ namespace orvel {
 struct EigmatWork {
     explicit EigmatWork(int n_max);
     int n_max = 0;
-    Matrix<complex> a;    // the copy that a solver destroys
-    Vector<double> reals; // planes of real and imaginary parts, and scratch vectors
-    Vector<complex> vec;  // eigenvalues on their way through the sort
+    Vector<double> reals; // what all the pointers below point into
+    Vector<complex> vec;  // eigenvalues, and one row at a time, on their way through the sort
     Vector<int> index;    // permutations and interchanges
+
+    Planes a;  // the copy that a solver destroys: Hessenberg, triangular, vectors of the triangle
+    Planes zt; // transformations, transposed
+    Planes v;  // their product
+    double *sub = nullptr;                   // subdiagonal of the Hessenberg matrix
+    double *wr = nullptr, *wi = nullptr;     // eigenvalues
+    double *ortr = nullptr, *orti = nullptr; // what a reduction keeps for the vectors
+    double *scale = nullptr;                 // of the balancing
+    double *ur = nullptr, *ui = nullptr;     // rows of scratch
+    double *fr = nullptr, *fi = nullptr;
+
+    // Sweeps whose rotations have not reached the transformations yet.
+    static constexpr int sweeps_max = 16;
+    QrSweep sweeps[sweeps_max];
+    int num_sweeps = 0;
 };
 
 // All eigenvalues and eigenvectors of A (n x n, unchanged), by epsilon.eigmat_func:

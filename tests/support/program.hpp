@@ -1,14 +1,14 @@
 // Whole runs of the built program, each in a fresh folder of its own.
 #pragma once
 
+#include "support/files.hpp"
+
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -19,15 +19,6 @@
 #include <vector>
 
 namespace orvel::test {
-
-inline std::string file_text(const std::filesystem::path &path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-inline void write_file(const std::filesystem::path &path, const std::string &text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
 
 // A folder that is removed with its owner. Move-only.
 class TemporaryFolder {
@@ -77,7 +68,7 @@ struct ProgramRun {
         return folder.path() / "work" / name;
     }
     bool has(const std::string &name) const { return std::filesystem::exists(path(name)); }
-    std::string read(const std::string &name) const { return file_text(path(name)); }
+    std::string read(const std::string &name) const { return read_file(path(name)); }
 };
 
 // In the child: never returns.
@@ -140,8 +131,8 @@ inline ProgramRun run_program(const ProgramInput &input) {
         become_program(input, folder);
     }
     run.status = wait_for(child, input.limit);
-    run.out = file_text(folder / "out");
-    run.err = file_text(folder / "err");
+    run.out = read_file(folder / "out");
+    run.err = read_file(folder / "err");
     return run;
 }
 

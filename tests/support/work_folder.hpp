@@ -1,10 +1,10 @@
 // A working directory of a test's own, left and removed at its end.
 #pragma once
 
+#include "support/files.hpp"
+
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace orvel::test {
@@ -36,14 +36,5 @@ private:
     std::filesystem::path before_;
     std::filesystem::path folder_;
 };
-
-inline void write_file(const std::string &name, const std::string &text) {
-    std::ofstream(name, std::ios::binary) << text;
-}
-
-inline std::string read_file(const std::string &name) {
-    std::ifstream file(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 } // namespace orvel::test

@@ -1,0 +1,103 @@
+// The inner loops of the dense solvers, compiled once for any machine and once for AVX2; the table
+// of the machine at hand is chosen at the first use.
+//
+// Both tables give the same bits: every element is worked on by the same operations in the same
+// order, sums across a row run in a fixed set of lanes, and no operations are fused. Matrices are
+// padded planes (numeric/lb_planes.hpp); kernels may read and rewrite the padding.
+#pragma once
+
+#include "numeric/lb_planes.hpp"
+
+namespace orvel {
+
+// The plane rotations of one QR sweep over the active block l..en (indices from 0). Rotation k
+// combines rows k-1 and k; its entries are
+//     | conj(x) s |
+//     |   -s    x |,  x = xr + i xi, s real, |x|^2 + s^2 = 1.
+// The arrays are indexed by k and have room for half a strip beyond n.
+struct QrSweep {
+    int l = 0;
+    int en = 0;
+    double *xr = nullptr;
+    double *xi = nullptr;
+    double *s = nullptr;
+    complex phase; // made the last diagonal element of R real; 1 where it was real
+};
+
+// An upper Hessenberg matrix with real subdiagonal: everything below the diagonal of h is exactly
+// zero, the subdiagonal element (k, k-1) is sub[k].
+struct Hessenberg {
+    int n = 0;
+    Planes h;
+    double *sub = nullptr;
+};
+
+// A Householder vector u with zeros outside first..last, its reflection I - u u^H / norm, and a
+// zeroed scratch pair f of the same length.
+struct Reflector {
+    int first = 0;
+    int last = 0;
+    double norm = 0.0;
+    double *ur = nullptr;
+    double *ui = nullptr;
+    double *fr = nullptr;
+    double *fi = nullptr;
+};
+
+// C <- C + A B or C - A B. a_row and a_col are the steps between the elements of A, so that A may
+// be a transpose; b_rows_of says how many rows of B count (see below).
+struct Product {
+    int rows = 0; // of C
+    int cols = 0; // of C; C and B are padded to whole strips
+    int inner = 0;
+    // Rows of B from `upper_from` + c on are zero in column c (an upper triangle); inner or more
+    // for a full B.
+    int upper_from = 0;
+    bool subtract = false;
+    Planes c;
+    const double *ar = nullptr;
+    const double *ai = nullptr;
+    std::ptrdiff_t a_row = 0;
+    std::ptrdiff_t a_col = 0;
+    Planes b;
+};
+
+struct Kernels {
+    // R <- Q^H H: finds the rotations of the sweep from the shifted matrix and applies them to the
+    // rows l..en, columns l..n-1. The subdiagonal of the block is gone afterwards.
+    void (*qr_rows)(const Hessenberg &m, const QrSweep &q);
+    // H <- R Q, rows 0..en; fills the subdiagonal of the block.
+    void (*qr_columns)(const Hessenberg &m, const QrSweep &q);
+    // The columns of Z times the rotations (and phases) of `count` sweeps, oldest first. Z is held
+    // transposed: column k of Z is row k of zt. cols: length of those rows.
+    void (*rotate_vectors)(const Planes &zt, int cols, const QrSweep *sweeps, int count);
+    // A <- (I - u u^H / norm) A on columns first..n-1, then A (I - u u^H / norm) on all rows.
+    void (*reflect_both)(const Planes &a, int n, const Reflector &r);
+    // Rows r0..r1 of A become a - (sum over k of conj(u_k) a_k / norm) u.
+    void (*reflect_rows)(const Planes &a, int r0, int r1, const Reflector &r);
+    // Row i of the vectors of an upper triangular T: row i right of the diagonal becomes
+    // sum over j = i+1..c of t_ij x_jc, where rows i+1.. of the same matrix hold x already (their
+    // diagonal being whatever x_jj is). tr, ti: scratch of one row.
+    void (*upper_row)(const Planes &t, int n, int i, double *tr, double *ti);
+    // row_c <- row_c / (w - w_c) by cdiv_cg for c = i+1..n-1, where (0, 0) is replaced by tiny.
+    // True where an element came out so large that its reciprocal is lost beside it.
+    bool (*divide_row)(const Planes &t, int n, int i, const double *wr, const double *wi,
+                       double tiny);
+    // Row i of A, columns from..n-1: a - (mr + i mi) row p.
+    void (*eliminate)(const Planes &a, int i, int p, int from, int n, complex multiplier);
+    // sum over k = from..n-1 of u_k a_ik.
+    complex (*row_sum)(const Planes &a, int i, int from, int n, const double *ur, const double *ui);
+    void (*multiply)(const Product &p);
+};
+
+// The tables by name, for the comparison of one with the other; null for one that this machine
+// cannot run.
+const Kernels *plain_kernels();
+const Kernels *avx2_kernels();
+
+// The table in use: the fastest of this machine, or the one that was set.
+const Kernels &kernels();
+// Puts a table in use; null goes back to the fastest. Not while a solver runs.
+void set_kernels(const Kernels *table);
+
+} // namespace orvel

@@ -1,0 +1,259 @@
+// The kernels of lb_kernels for reflections, eliminations, triangles and products, as text for each
+// of its builds: ORVEL_ISA is the target attribute.
+#pragma once
+
+#include "numeric/lb_kernels_qr.hpp"
+
+namespace orvel {
+namespace {
+
+// sum over k of conj(u_k) a_k (conjugate) or u_k a_k over whole strips from..to: two sets of lanes,
+// added up in one order on every machine.
+template <bool conjugate>
+ORVEL_INLINE complex sum_along(const double *ar, const double *ai, const double *ur,
+                               const double *ui, int from, int to) {
+    Lanes re[vectors] = {};
+    Lanes im[vectors] = {};
+    for (int c = from; c < to; c += strip) {
+        for (int v = 0; v < vectors; ++v) {
+            Lanes xr, xi, yr, yi;
+            load(xr, ur + c + v * lanes);
+            load(xi, ui + c + v * lanes);
+            load(yr, ar + c + v * lanes);
+            load(yi, ai + c + v * lanes);
+            if constexpr (conjugate) {
+                re[v] += xr * yr + xi * yi;
+                im[v] += xr * yi - xi * yr;
+            } else {
+                re[v] += xr * yr - xi * yi;
+                im[v] += xr * yi + xi * yr;
+            }
+        }
+    }
+    const Lanes sr = re[0] + re[1];
+    const Lanes si = im[0] + im[1];
+    return {(sr[0] + sr[1]) + (sr[2] + sr[3]), (si[0] + si[1]) + (si[2] + si[3])};
+}
+
+// a <- a - f u over whole strips
+ORVEL_INLINE void subtract_multiple(double *ar, double *ai, const double *ur, const double *ui,
+                                    complex f, int from, int to) {
+    Lanes fr, fi;
+    spread(fr, f.re);
+    spread(fi, f.im);
+    for (int c = from; c < to; c += lanes) {
+        Lanes xr, xi, yr, yi;
+        load(xr, ur + c);
+        load(xi, ui + c);
+        load(yr, ar + c);
+        load(yi, ai + c);
+        yr -= fr * xr - fi * xi;
+        yi -= fr * xi + fi * xr;
+        store(ar + c, yr);
+        store(ai + c, yi);
+    }
+}
+
+ORVEL_ISA void reflect_rows(const Planes &a, int r0, int r1, const Reflector &r) {
+    const int from = r.first / strip * strip;
+    const int to = round_up_strip(r.last + 1);
+    for (int i = r0; i <= r1; ++i) {
+        complex f = sum_along<true>(a.re_row(i), a.im_row(i), r.ur, r.ui, from, to);
+        f.re /= r.norm;
+        f.im /= r.norm;
+        subtract_multiple(a.re_row(i), a.im_row(i), r.ur, r.ui, f, from, to);
+    }
+}
+
+// f <- u^H A / norm on the columns from the strip of `first` on
+ORVEL_INLINE void project_columns(const Planes &a, int n, const Reflector &r) {
+    Lanes norm;
+    spread(norm, r.norm);
+    for (int c = r.first / strip * strip; c < n; c += strip) {
+        StripRow f = {};
+        for (int i = r.last; i >= r.first; --i) {
+            Lanes xr, xi;
+            spread(xr, r.ur[i]);
+            spread(xi, r.ui[i]);
+            StripRow y;
+            load_strip(y, a, i, c);
+            for (int v = 0; v < vectors; ++v) {
+                f.re[v] += xr * y.re[v] + xi * y.im[v];
+                f.im[v] += xr * y.im[v] - xi * y.re[v];
+            }
+        }
+        for (int v = 0; v < vectors; ++v) {
+            store(r.fr + c + v * lanes, f.re[v] / norm);
+            store(r.fi + c + v * lanes, f.im[v] / norm);
+        }
+    }
+    for (int c = r.first / strip * strip; c < r.first; ++c) {
+        r.fr[c] = 0.0;
+        r.fi[c] = 0.0;
+    }
+}
+
+ORVEL_ISA void reflect_both(const Planes &a, int n, const Reflector &r) {
+    project_columns(a, n, r);
+    const int from = r.first / strip * strip;
+    const int to = round_up_strip(r.last + 1);
+    for (int i = 0; i <= r.last; ++i) {
+        double *re = a.re_row(i);
+        double *im = a.im_row(i);
+        if (i >= r.first) {
+            subtract_multiple(re, im, r.fr, r.fi, {r.ur[i], r.ui[i]}, from, round_up_strip(n));
+        }
+        complex g = sum_along<false>(re, im, r.ur, r.ui, from, to);
+        g.re /= r.norm;
+        g.im /= r.norm;
+        // a <- a - g conj(u), by -u in the imaginary part
+        Lanes gr, gi;
+        spread(gr, g.re);
+        spread(gi, g.im);
+        for (int c = from; c < to; c += lanes) {
+            Lanes xr, xi, yr, yi;
+            load(xr, r.ur + c);
+            load(xi, r.ui + c);
+            load(yr, re + c);
+            load(yi, im + c);
+            yr -= gr * xr + gi * xi;
+            yi -= gi * xr - gr * xi;
+            store(re + c, yr);
+            store(im + c, yi);
+        }
+    }
+}
+
+ORVEL_ISA void upper_row(const Planes &t, int n, int i, double *tr, double *ti) {
+    for (int j = i + 1; j < n; ++j) {
+        tr[j] = t.re_row(i)[j];
+        ti[j] = t.im_row(i)[j];
+    }
+    for (int c = (i + 1) / strip * strip; c < n; c += strip) {
+        StripRow sum = {};
+        const int last = c + strip < n ? c + strip : n;
+        for (int j = i + 1; j < last; ++j) {
+            Lanes xr, xi;
+            spread(xr, tr[j]);
+            spread(xi, ti[j]);
+            StripRow x;
+            load_strip(x, t, j, c);
+            for (int v = 0; v < vectors; ++v) {
+                sum.re[v] += xr * x.re[v] - xi * x.im[v];
+                sum.im[v] += xr * x.im[v] + xi * x.re[v];
+            }
+        }
+        store_strip(t, i, c, sum);
+    }
+}
+
+ORVEL_INLINE void magnitude(Lanes &m, const Lanes &x) {
+    m = x < 0.0 ? -x : x;
+}
+
+ORVEL_ISA bool divide_row(const Planes &t, int n, int i, const double *wr, const double *wi,
+                          double tiny) {
+    LaneMask large = {};
+    for (int c = (i + 1) / strip * strip; c < n; c += lanes) {
+        Lanes yr, yi, ar, ai, size, other;
+        load(yr, wr + c);
+        load(yi, wi + c);
+        yr -= wr[i];
+        yi -= wi[i];
+        yr = ((yr == 0.0) & (yi == 0.0)) != 0 ? yr + tiny : yr;
+        load(ar, t.re_row(i) + c);
+        load(ai, t.im_row(i) + c);
+        // cdiv_cg, a vector at a time
+        magnitude(size, yr);
+        magnitude(other, yi);
+        size += other;
+        ar /= size;
+        ai /= size;
+        yr /= size;
+        yi /= size;
+        const Lanes square = yr * yr + yi * yi;
+        const Lanes qr = (ar * yr + ai * yi) / square;
+        const Lanes qi = (ai * yr - ar * yi) / square;
+        store(t.re_row(i) + c, qr);
+        store(t.im_row(i) + c, qi);
+        magnitude(size, qr);
+        magnitude(other, qi);
+        size += other;
+        large |= size + 1.0 / size <= size;
+    }
+    return (large[0] | large[1] | large[2] | large[3]) != 0;
+}
+
+ORVEL_ISA void eliminate(const Planes &a, int i, int p, int from, int n, complex multiplier) {
+    double *__restrict re = a.re_row(i);
+    double *__restrict im = a.im_row(i);
+    const double *__restrict pr = a.re_row(p);
+    const double *__restrict pi_row = a.im_row(p);
+    const double mr = multiplier.re;
+    const double mi = multiplier.im;
+    for (int c = from; c < n; ++c) {
+        re[c] -= mr * pr[c] - mi * pi_row[c];
+        im[c] -= mr * pi_row[c] + mi * pr[c];
+    }
+}
+
+ORVEL_ISA complex row_sum(const Planes &a, int i, int from, int n, const double *ur,
+                          const double *ui) {
+    return sum_along<false>(a.re_row(i), a.im_row(i), ur, ui, from / strip * strip,
+                            round_up_strip(n));
+}
+
+// `height` rows of one strip of a product.
+template <int height, bool subtract>
+ORVEL_INLINE void multiply_strip(const Product &p, int i, int c, int inner) {
+    StripRow sum[height];
+    for (int r = 0; r < height; ++r) {
+        load_strip(sum[r], p.c, i + r, c);
+    }
+    for (int k = 0; k < inner; ++k) {
+        StripRow b;
+        load_strip(b, p.b, k, c);
+        for (int r = 0; r < height; ++r) {
+            Lanes xr, xi;
+            spread(xr, p.ar[(i + r) * p.a_row + k * p.a_col]);
+            spread(xi, p.ai[(i + r) * p.a_row + k * p.a_col]);
+            for (int v = 0; v < vectors; ++v) {
+                const Lanes re = xr * b.re[v] - xi * b.im[v];
+                const Lanes im = xr * b.im[v] + xi * b.re[v];
+                sum[r].re[v] = subtract ? sum[r].re[v] - re : sum[r].re[v] + re;
+                sum[r].im[v] = subtract ? sum[r].im[v] - im : sum[r].im[v] + im;
+            }
+        }
+    }
+    for (int r = 0; r < height; ++r) {
+        store_strip(p.c, i + r, c, sum[r]);
+    }
+}
+
+template <bool subtract> ORVEL_INLINE void multiply_as(const Product &p) {
+    for (int c = 0; c < p.cols; c += strip) {
+        const int used = p.upper_from + c + strip;
+        const int inner = used < p.inner ? used : p.inner;
+        int i = 0;
+        for (; i + 1 < p.rows; i += 2) {
+            multiply_strip<2, subtract>(p, i, c, inner);
+        }
+        if (i < p.rows) {
+            multiply_strip<1, subtract>(p, i, c, inner);
+        }
+    }
+}
+
+ORVEL_ISA void multiply(const Product &p) {
+    if (p.subtract) {
+        multiply_as<true>(p);
+    } else {
+        multiply_as<false>(p);
+    }
+}
+
+constexpr Kernels table = {qr_rows,   qr_columns, rotate_vectors, reflect_both, reflect_rows,
+                           upper_row, divide_row, eliminate,      row_sum,      multiply};
+
+} // namespace
+} // namespace orvel

@@ -1,0 +1,11 @@
+// The kernels for any machine.
+#define ORVEL_ISA
+#include "numeric/lb_kernels_dense.hpp"
+
+namespace orvel {
+
+const Kernels *plain_kernels() {
+    return &table;
+}
+
+} // namespace orvel

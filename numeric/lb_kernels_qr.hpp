@@ -1,0 +1,280 @@
+// The QR kernels of lb_kernels, as text for each of its builds: ORVEL_ISA is the target attribute.
+//
+// A sweep reads and writes each element of the matrix once. Rows are combined in strips of columns:
+// all rotations run down a strip while the lower of the two rows stays in registers; where the
+// strip crosses the diagonal, the next rotations are found on the way. Columns are combined four
+// rows at a time, turned over in registers, so that these loops too run along whole vectors.
+#pragma once
+
+#include "numeric/lb_eigmat1_scalar.hpp"
+#include "numeric/lb_kernels.hpp"
+
+#include <cmath>
+#include <cstdint>
+
+namespace orvel {
+namespace {
+
+using Lanes = double __attribute__((vector_size(32)));
+// The same anywhere in a row of doubles.
+using UnalignedLanes = double __attribute__((vector_size(32), aligned(8), may_alias));
+using LaneMask = std::int64_t __attribute__((vector_size(32)));
+constexpr int lanes = 4;
+constexpr int vectors = strip / lanes;
+
+// One strip of a row: both planes.
+struct StripRow {
+    Lanes re[vectors];
+    Lanes im[vectors];
+};
+
+#define ORVEL_INLINE ORVEL_ISA inline __attribute__((always_inline))
+
+ORVEL_INLINE void load(Lanes &v, const double *p) {
+    v = *reinterpret_cast<const UnalignedLanes *>(p);
+}
+ORVEL_INLINE void store(double *p, const Lanes &v) {
+    *reinterpret_cast<UnalignedLanes *>(p) = v;
+}
+ORVEL_INLINE void spread(Lanes &v, double x) {
+    v = Lanes{x, x, x, x};
+}
+
+ORVEL_INLINE void load_strip(StripRow &row, const Planes &m, int i, int c) {
+    for (int v = 0; v < vectors; ++v) {
+        load(row.re[v], m.re_row(i) + c + v * lanes);
+        load(row.im[v], m.im_row(i) + c + v * lanes);
+    }
+}
+
+ORVEL_INLINE void store_strip(const Planes &m, int i, int c, const StripRow &row) {
+    for (int v = 0; v < vectors; ++v) {
+        store(m.re_row(i) + c + v * lanes, row.re[v]);
+        store(m.im_row(i) + c + v * lanes, row.im[v]);
+    }
+}
+
+// (y, z) <- (conj(x) y + s z, x z - s y), the pair of rows of a rotation; with -xi the pair of
+// columns.
+ORVEL_INLINE void rotate(Lanes &yr, Lanes &yi, Lanes &zr, Lanes &zi, const Lanes &xr,
+                         const Lanes &xi, const Lanes &s) {
+    const Lanes ar = xr * yr + xi * yi + s * zr;
+    const Lanes ai = xr * yi - xi * yr + s * zi;
+    const Lanes br = xr * zr - xi * zi - s * yr;
+    const Lanes bi = xr * zi + xi * zr - s * yi;
+    yr = ar;
+    yi = ai;
+    zr = br;
+    zi = bi;
+}
+
+ORVEL_INLINE void rotate_strip(StripRow &y, StripRow &z, double x_re, double x_im, double sine) {
+    Lanes xr, xi, s;
+    spread(xr, x_re);
+    spread(xi, x_im);
+    spread(s, sine);
+    for (int v = 0; v < vectors; ++v) {
+        rotate(y.re[v], y.im[v], z.re[v], z.im[v], xr, xi, s);
+    }
+}
+
+// y <- phase y
+ORVEL_INLINE void turn_strip(StripRow &y, complex phase) {
+    Lanes c, s;
+    spread(c, phase.re);
+    spread(s, phase.im);
+    for (int v = 0; v < vectors; ++v) {
+        const Lanes re = c * y.re[v] - s * y.im[v];
+        y.im[v] = c * y.im[v] + s * y.re[v];
+        y.re[v] = re;
+    }
+}
+
+// sqrt(|d|^2 + b^2); by pythag where the squares would overflow or lose digits.
+ORVEL_INLINE double rotation_norm(complex d, double b) {
+    const double square = d.re * d.re + d.im * d.im + b * b;
+    if (square > 1e-280 && square < 1e280) {
+        return std::sqrt(square);
+    }
+    return pythag(pythag(d.re, d.im), b);
+}
+
+// Rotation k, which takes the subdiagonal element (k, k-1) away; the diagonal element above it
+// becomes the norm that is returned.
+ORVEL_INLINE double find_rotation(const Hessenberg &m, const QrSweep &q, int k) {
+    const complex d = m.h.at(k - 1, k - 1);
+    const double below = m.sub[k];
+    const double norm = rotation_norm(d, below);
+    q.xr[k] = d.re / norm;
+    q.xi[k] = d.im / norm;
+    q.s[k] = below / norm;
+    m.sub[k] = 0.0;
+    return norm;
+}
+
+// Clears what lies left of column c0 + below + 1 in a row of the strip at c0.
+ORVEL_INLINE void clear_below(StripRow &row, int below) {
+    for (int v = 0; v < vectors; ++v) {
+        const std::int64_t first = v * lanes;
+        const LaneMask column = {first, first + 1, first + 2, first + 3};
+        const LaneMask keep = column > std::int64_t{below};
+        row.re[v] = reinterpret_cast<Lanes>(reinterpret_cast<LaneMask>(row.re[v]) & keep);
+        row.im[v] = reinterpret_cast<Lanes>(reinterpret_cast<LaneMask>(row.im[v]) & keep);
+    }
+}
+
+ORVEL_ISA void qr_rows(const Hessenberg &m, const QrSweep &q) {
+    for (int c = q.l / strip * strip; c < m.n; c += strip) {
+        StripRow y, z;
+        load_strip(y, m.h, q.l, c);
+        const int known = q.en < c ? q.en : c; // rotations that earlier strips have found
+        int k = q.l + 1;
+        for (; k <= known; ++k) {
+            load_strip(z, m.h, k, c);
+            rotate_strip(y, z, q.xr[k], q.xi[k], q.s[k]);
+            store_strip(m.h, k - 1, c, y);
+            y = z;
+        }
+        const int last = q.en < c + strip ? q.en : c + strip;
+        for (; k <= last; ++k) {
+            store_strip(m.h, k - 1, c, y);
+            const double norm = find_rotation(m, q, k);
+            if (k < c + strip) {
+                load_strip(z, m.h, k, c);
+                rotate_strip(y, z, q.xr[k], q.xi[k], q.s[k]);
+                store_strip(m.h, k - 1, c, y);
+                clear_below(z, k - 1 - c);
+                y = z;
+            }
+            m.h.set(k - 1, k - 1, {norm, 0.0});
+        }
+        if (k - 1 < c + strip) {
+            store_strip(m.h, k - 1, c, y);
+        }
+    }
+}
+
+// Four columns of four rows, a column a vector, and back.
+ORVEL_INLINE void turn_over(Lanes &a, Lanes &b, Lanes &c, Lanes &d) {
+    const Lanes ab0 = __builtin_shufflevector(a, b, 0, 4, 2, 6);
+    const Lanes ab1 = __builtin_shufflevector(a, b, 1, 5, 3, 7);
+    const Lanes cd0 = __builtin_shufflevector(c, d, 0, 4, 2, 6);
+    const Lanes cd1 = __builtin_shufflevector(c, d, 1, 5, 3, 7);
+    a = __builtin_shufflevector(ab0, cd0, 0, 1, 4, 5);
+    b = __builtin_shufflevector(ab1, cd1, 0, 1, 4, 5);
+    c = __builtin_shufflevector(ab0, cd0, 2, 3, 6, 7);
+    d = __builtin_shufflevector(ab1, cd1, 2, 3, 6, 7);
+}
+
+struct Tile {
+    Lanes re[lanes];
+    Lanes im[lanes];
+};
+
+ORVEL_INLINE void load_tile(Tile &t, const Planes &h, int row, int column) {
+    for (int r = 0; r < lanes; ++r) {
+        load(t.re[r], h.re_row(row + r) + column);
+        load(t.im[r], h.im_row(row + r) + column);
+    }
+    turn_over(t.re[0], t.re[1], t.re[2], t.re[3]);
+    turn_over(t.im[0], t.im[1], t.im[2], t.im[3]);
+}
+
+ORVEL_INLINE void store_tile(const Planes &h, int row, int column, Tile &t) {
+    turn_over(t.re[0], t.re[1], t.re[2], t.re[3]);
+    turn_over(t.im[0], t.im[1], t.im[2], t.im[3]);
+    for (int r = 0; r < lanes; ++r) {
+        store(h.re_row(row + r) + column, t.re[r]);
+        store(h.im_row(row + r) + column, t.im[r]);
+    }
+}
+
+// Rotations j..j+3 on a tile of columns j..j+3: the tile becomes columns j-1..j+2, y goes from
+// column j-1 to column j+3.
+ORVEL_INLINE void rotate_tile(Tile &t, Lanes &yr, Lanes &yi, const QrSweep &q, int j) {
+    for (int k = 0; k < lanes; ++k) {
+        Lanes xr, xi, s;
+        spread(xr, q.xr[j + k]);
+        spread(xi, -q.xi[j + k]);
+        spread(s, q.s[j + k]);
+        Lanes zr = t.re[k];
+        Lanes zi = t.im[k];
+        rotate(yr, yi, zr, zi, xr, xi, s);
+        t.re[k] = yr;
+        t.im[k] = yi;
+        yr = zr;
+        yi = zi;
+    }
+}
+
+// Moves the new subdiagonal elements out of the first tile of the rows from `row` on, whose
+// rotations start at j.
+ORVEL_INLINE void take_subdiagonal(const Hessenberg &m, const QrSweep &q, Tile &t, int row, int j) {
+    for (int r = 0; r < lanes; ++r) {
+        const int k = row + r; // the element (k, k-1)
+        if (k >= j && k <= q.en) {
+            m.sub[k] = t.re[k - j][r];
+            t.re[k - j][r] = 0.0;
+            t.im[k - j][r] = 0.0;
+        }
+    }
+}
+
+ORVEL_ISA void columns_of_rows(const Hessenberg &m, const QrSweep &q, int row) {
+    int j = q.l + 1 > row ? q.l + 1 : row;
+    Lanes yr = {};
+    Lanes yi = {};
+    if (j > row) {
+        for (int r = 0; r < lanes; ++r) {
+            yr[r] = m.h.re_row(row + r)[j - 1];
+            yi[r] = m.h.im_row(row + r)[j - 1];
+        }
+    }
+    Tile t;
+    load_tile(t, m.h, row, j);
+    rotate_tile(t, yr, yi, q, j);
+    take_subdiagonal(m, q, t, row, j);
+    store_tile(m.h, row, j - 1, t);
+    for (j += lanes; j <= q.en; j += lanes) {
+        load_tile(t, m.h, row, j);
+        rotate_tile(t, yr, yi, q, j);
+        store_tile(m.h, row, j - 1, t);
+    }
+    for (int r = 0; r < lanes; ++r) {
+        m.h.set(row + r, j - 1, {yr[r], yi[r]});
+    }
+}
+
+ORVEL_ISA void qr_columns(const Hessenberg &m, const QrSweep &q) {
+    // The last tile runs past en: by rotations that change nothing.
+    for (int k = q.en + 1; k < q.en + lanes; ++k) {
+        q.xr[k] = 1.0;
+        q.xi[k] = 0.0;
+        q.s[k] = 0.0;
+    }
+    for (int row = 0; row <= q.en; row += lanes) {
+        columns_of_rows(m, q, row);
+    }
+}
+
+ORVEL_ISA void rotate_vectors(const Planes &zt, int cols, const QrSweep *sweeps, int count) {
+    // All sweeps on one strip while it is in the cache.
+    for (int c = 0; c < cols; c += strip) {
+        for (int i = 0; i < count; ++i) {
+            const QrSweep &q = sweeps[i];
+            StripRow y, z;
+            load_strip(y, zt, q.l, c);
+            for (int k = q.l + 1; k <= q.en; ++k) {
+                load_strip(z, zt, k, c);
+                rotate_strip(y, z, q.xr[k], -q.xi[k], q.s[k]);
+                store_strip(zt, k - 1, c, y);
+                y = z;
+            }
+            turn_strip(y, q.phase);
+            store_strip(zt, q.en, c, y);
+        }
+    }
+}
+
+} // namespace
+} // namespace orvel
