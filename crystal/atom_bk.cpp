@@ -112,6 +112,10 @@ double fabs_bi_cub_int(const BkTable &table, double B, double x) {
     return cub_int(std::span<const double, 4>(table.gms2 + c, 4), x, at_B);
 }
 
+double absorptive_ratio(const BkTable &table, double B, double x) {
+    return x >= 2.0 ? fabs_bi_cub_int(table, B, x) : ratio_near_axis(table, B, x);
+}
+
 int atom_bk(const BkTable &table, double s, double B, ScatteringFactors &out, double E) {
     out = {};
     if (s > table.dts[26]) {
@@ -132,9 +136,7 @@ int atom_bk(const BkTable &table, double s, double B, ScatteringFactors &out, do
     if (B_grid < table.gm[0] || x > table.gms2[columns - 1]) {
         return status;
     }
-    const double ratio =
-        x >= 2.0 ? fabs_bi_cub_int(table, B_grid, x) : ratio_near_axis(table, B_grid, x);
-    out.f_abs = out.f / beta * ratio;
+    out.f_abs = out.f / beta * absorptive_ratio(table, B_grid, x);
     return status;
 }
 

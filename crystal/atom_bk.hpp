@@ -43,6 +43,9 @@ double cub_int(std::span<const double, 4> xs, double x, std::span<const double, 
 // Lagrange cubic through the four of the n >= 4 table points (xs ascending) around x.
 double cub_int_2(double x, std::span<const double> xs, std::span<const double> ys);
 
+// The ratio F = beta f' / f at B within the grid and x = B s^2 >= 0, as atom_bk takes it.
+double absorptive_ratio(const BkTable &table, double B, double x);
+
 // The ratio F by 3 x 3 points, rows p-2 .. p of gm and columns q-2 .. q of gms2; x is B s^2.
 double fabs_bi_quad_int(const BkTable &table, double B, double x, int p, int q);
 

@@ -9,7 +9,7 @@ namespace orvel {
 namespace {
 
 constexpr double compton_wavelength = 0.02426310238; // h / m0 c in A (CODATA 2018)
-constexpr double cutoff = 2000.0;                    // 1/A
+constexpr double cutoff = 5000.0;                    // 1/A
 
 // Gauss-Legendre rule of 8 points on [-1, 1], positive half.
 constexpr std::array<double, 4> gauss_x = {0.1834346424956498, 0.5255324099163290,
@@ -52,7 +52,7 @@ PairProducts pair_products(const ElasticSource &source, double s) {
     const double a = 0.5 * s;
     const double mu_max = std::acosh(cutoff / a);
     const int panels = 24 + static_cast<int>(4.0 * mu_max);
-    constexpr int nu_steps = 96; // over a quarter of the period, the rest being its mirror images
+    constexpr int nu_steps = 48; // over a quarter of the period, the rest being its mirror images
     PairProducts pairs;
     gauss_panels(0.0, mu_max, panels, [&](double mu, double weight) {
         const double ch = std::cosh(mu);

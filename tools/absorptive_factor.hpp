@@ -27,7 +27,7 @@ struct PairProducts {
 // s = 0: radial Gauss quadrature. s > 0: elliptic coordinates with their foci at the two atoms'
 // origins, s1,2 = (s/2)(cosh mu +- cos nu), in which both peaks of the integrand are smooth;
 // composite Gauss quadrature in mu and, the integrand being even and periodic, the trapezoidal rule
-// in nu. The plane is cut at |s'| = 2000 1/A.
+// in nu. The plane is cut at |s'| = 5000 1/A.
 PairProducts pair_products(const ElasticSource &source, double s);
 
 // beta f'(s, B) in A.

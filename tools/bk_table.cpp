@@ -1,22 +1,50 @@
 #include "tools/bk_table.hpp"
 
-#include "tools/absorptive_factor.hpp"
+#include "tools/xdt_table.hpp"
 
+#include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdarg>
 #include <cstdio>
+#include <span>
 
 namespace orvel {
 
 namespace {
 
-constexpr std::array<double, 27> dts = {0.0,  0.03, 0.06, 0.1,  0.14, 0.18, 0.22, 0.27, 0.32,
-                                        0.38, 0.44, 0.5,  0.57, 0.65, 0.75, 0.86, 1.0,  1.2,
-                                        1.4,  1.65, 1.95, 2.3,  2.75, 3.3,  4.0,  5.0,  6.0};
-constexpr std::array<double, 6> gm = {0.04, 0.12, 0.35, 0.9, 2.0, 4.2};
-constexpr std::array<double, 10> gms2 = {0.0, 0.1, 0.3, 0.7, 1.3, 2.0, 3.2, 5.0, 8.0, 12.0};
+// Chosen together by a random search for the smallest error of interpolation (docs/validation.md).
+constexpr std::array<double, 27> dts = {
+    0.0,   0.041, 0.077, 0.107, 0.148, 0.193, 0.252, 0.303, 0.359, 0.433, 0.521, 0.614, 0.73, 0.862,
+    1.016, 1.193, 1.399, 1.637, 1.911, 2.228, 2.592, 3.011, 3.491, 4.047, 4.662, 5.455, 6.0};
+constexpr std::array<double, 6> gm = {0.02, 0.126, 0.2155, 0.683, 2.13, 4.4};
+constexpr std::array<double, 10> gms2 = {0.0,   0.0013, 0.00275, 0.01125, 0.0264,
+                                         0.085, 0.19,   0.51,    2.27,    15.6};
 constexpr double mlt_fct = 1e8;
+
+constexpr const char *head =
+    R"(# Elastic and absorptive scattering factors of electrons for neutral atoms, H to Cf.
+# Everything in A, without relativistic correction; s = sin(theta)/lambda in 1/A, B in A^2.
+#
+# Elastic: 27 values of f(s) in 0.001 A at the s values under DTS.
+#   s < 0.3   L.-M. Peng, G. Ren, S. L. Dudarev & M. J. Whelan, Acta Cryst. A52 (1996) 257
+#             (International Tables for Crystallography, Vol. C, table 4.3.2.2)
+#   s > 0.6   Mott formula on the X-ray factors of D. Waasmaier & A. Kirfel, Acta Cryst. A51 (1995)
+#             416; a smooth mean of both in between
+# Absorptive: thermal diffuse scattering, Einstein model (C. R. Hall & P. B. Hirsch, Proc. R. Soc.
+# A286 (1965) 158; D. M. Bird & Q. A. King, Acta Cryst. A46 (1990) 202), from the same f:
+#   beta f'(s,B) = 2 h/(m0 c) int d^2s' f(|s/2+s'|) f(|s/2-s'|) [1 - exp(-2 B (s'^2 - s^2/4))]
+# with beta = v/c; a site then contributes (f + i f') exp(-B s^2). The 60 values v are
+#   F = beta f' / f = (10 v / mlt_fct - 1e-6 add_fct) exp(B s^2)
+# at the B values under GM and the B s^2 values under GMS2. Both kinds of values are fitted, so that
+# what orvel interpolates is good between the points, for s = 0 to 6 and B = 0.05 to 4; at the points
+# themselves they are not exact (f(0) is). docs/validation.md tells the errors.
+# Range: s = 0 to 6; B = 0.05 to 4; f' is 0 below the first B and beyond the last B s^2.
+#
+# After DTS 27 values, after GM 6, after GMS2 10. A block: element; mlt_fct and add_fct; 27 elastic
+# values; for each B s^2 in turn the 6 values v down the B's. The names of ions, at the end, have
+# the values of their neutral atom: absorption hardly feels the ionic charge. Made by
+# tools/orvel_tables.
+)";
 
 std::string formatted(const char *format, ...) __attribute__((format(printf, 1, 2)));
 std::string formatted(const char *format, ...) {
@@ -28,11 +56,11 @@ std::string formatted(const char *format, ...) {
     return buffer.data();
 }
 
-template <class Values>
-std::string lines_of(const Values &values, const char *format, std::size_t per_line) {
+// `digits` significant digits a number, `per_line` numbers a line.
+std::string lines_of(std::span<const double> values, int digits, std::size_t per_line) {
     std::string text;
     for (std::size_t i = 0; i < values.size(); ++i) {
-        text += formatted(format, values[i]);
+        text += formatted("%.*g", digits, values[i]);
         text += (i + 1) % per_line == 0 || i + 1 == values.size() ? '\n' : ' ';
     }
     return text;
@@ -40,32 +68,46 @@ std::string lines_of(const Values &values, const char *format, std::size_t per_l
 
 } // namespace
 
-std::string bk_table_head() {
-    std::string text =
-        R"(# Elastic and absorptive scattering factors of electrons, neutral atoms H to Cf.
-)";
-    text += "DTS\n" + lines_of(dts, "%g", 9);
-    text += "GM\n" + lines_of(gm, "%g", 6);
-    text += "GMS2\n" + lines_of(gms2, "%g", 5);
-    return text;
+BkTable bk_table_grids() {
+    BkTable grids;
+    std::copy(dts.begin(), dts.end(), grids.dts);
+    std::copy(gm.begin(), gm.end(), grids.gm);
+    std::copy(gms2.begin(), gms2.end(), grids.gms2);
+    return grids;
 }
 
-std::string bk_table_block(const ElasticSource &source) {
-    std::array<double, 27> dt{};
-    for (std::size_t k = 0; k < dts.size(); ++k) {
-        dt[k] = 1000.0 * elastic_factor(source, dts[k]);
-    }
-    std::array<double, 60> ratio{};
-    std::size_t n = 0;
-    for (const double x : gms2) {
-        for (const double B : gm) {
-            const double s = std::sqrt(x / B);
-            ratio[n++] = 0.1 * mlt_fct * std::exp(-x) *
-                         absorptive_factor(pair_products(source, s), B) / elastic_factor(source, s);
+std::string bk_table_head() {
+    return head + ("DTS\n" + lines_of(dts, 6, 9)) + "GM\n" + lines_of(gm, 6, 6) + "GMS2\n" +
+           lines_of(gms2, 6, 5);
+}
+
+std::string bk_table_block(const ElasticSource &source, const TableFit &fit) {
+    BkTable table = bk_table_grids();
+    fit.fit_elastic(source, table);
+    fit.fit_absorptive(source, mlt_fct, table);
+    std::vector<double> column_by_column;
+    for (std::size_t j = 0; j < gms2.size(); ++j) {
+        for (std::size_t i = 0; i < gm.size(); ++i) {
+            column_by_column.push_back(table.f[i][j]);
         }
     }
-    return source.symbol + "\n" + formatted("%g 0\n", mlt_fct) + lines_of(dt, "%.8g", 9) +
-           lines_of(ratio, "%.7g", 13);
+    return source.symbol + "\n" + formatted("%g 0\n", mlt_fct) + lines_of(table.dt, 8, 9) +
+           lines_of(column_by_column, 7, 13);
+}
+
+std::string bk_table(const std::string &folder) {
+    const TableFit fit(bk_table_grids());
+    std::vector<std::string> blocks;
+    std::string text = bk_table_head();
+    for (const ElasticSource &source : read_elastic_sources(folder)) {
+        blocks.push_back(bk_table_block(source, fit));
+        text += blocks.back();
+    }
+    for (const Ion &ion : read_ions(folder)) {
+        const std::string &block = blocks[static_cast<std::size_t>(ion.Z - 1)];
+        text += ion.name + block.substr(block.find('\n'));
+    }
+    return text;
 }
 
 } // namespace orvel

@@ -1,9 +1,9 @@
 // Writes the data tables: orvel_tables SOURCES FOLDER
 //
 // SOURCES is the folder of the transcribed coefficients (tools/sources), FOLDER receives
-// orvelspg.dat, orvelxdt.dat, orvelbk.dat and space_group_settings.md.
+// orvelspg.dat, orvelxdt.dat and orvelbk.dat. "orvel_tables --settings" lists the settings above
+// 1000 as they stand in data/README.md.
 #include "tools/bk_table.hpp"
-#include "tools/elastic_factor.hpp"
 #include "tools/spg_table.hpp"
 #include "tools/xdt_table.hpp"
 
@@ -26,20 +26,19 @@ void write_file(const std::string &path, const std::string &text) {
 
 void write_tables(const std::string &sources, const std::string &folder) {
     write_file(folder + "/orvelspg.dat", orvel::spg_table());
-    write_file(folder + "/space_group_settings.md", orvel::spg_settings_list());
     write_file(folder + "/orvelxdt.dat", orvel::xdt_table(sources));
-    std::string text = orvel::bk_table_head();
-    for (const auto &element : orvel::read_elastic_sources(sources)) {
-        text += orvel::bk_table_block(element);
-    }
-    write_file(folder + "/orvelbk.dat", text);
+    write_file(folder + "/orvelbk.dat", orvel::bk_table(sources));
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
+    if (argc == 2 && std::string(argv[1]) == "--settings") {
+        std::fputs(orvel::spg_settings_list().c_str(), stdout);
+        return 0;
+    }
     if (argc != 3) {
-        std::fputs("Usage: orvel_tables SOURCES FOLDER\n", stderr);
+        std::fputs("Usage: orvel_tables SOURCES FOLDER | --settings\n", stderr);
         return 1;
     }
     try {

@@ -18,12 +18,12 @@ using gemmi::SpaceGroup;
 
 constexpr const char *head =
     R"(# Symmetry operations of the 530 tabulated settings of the 230 space groups.
-# Source: International Tables for Crystallography, Vol. A (operations) and Vol. B, table A1.4.2.7
-# (settings and Hall symbols), as tabulated in gemmi )" GEMMI_VERSION
-    R"( and expanded from the Hall symbols.
-# Numbers 1 to 230: standard setting (unique axis b, cell choice 1; origin choice 2; hexagonal axes
-# for R). Numbers 1001 to 1530: every other setting, 1000 + its position among the 530; README.md
-# beside this file lists them by symbol.
+# Source: International Tables for Crystallography, Vol. A (operations) and Vol. B, table
+# A1.4.2.7 (settings and Hall symbols); the Hall symbols as tabulated in gemmi )" GEMMI_VERSION
+    R"(, expanded.
+# Numbers 1 to 230: standard setting (unique axis b, cell choice 1; origin choice 2; hexagonal
+# axes for R). Numbers 1001 to 1530: every other setting, 1000 + its position among the 530;
+# README.md beside this file lists them by symbol.
 # An entry is a comment line (space group, symbol, Hall symbol), a header line and its operators.
 # Header: number of operators listed; 1 where the inversion at the origin is to be added, else 0;
 # number; setting code; lattice letter, whose centring is to be added.

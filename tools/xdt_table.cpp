@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <fstream>
 #include <gemmi/it92.hpp>
+#include <sstream>
 #include <stdexcept>
 
 namespace orvel {
@@ -24,6 +25,28 @@ constexpr const char *head =
 
 } // namespace
 
+std::vector<Ion> read_ions(const std::string &folder) {
+    const std::string path = folder + "/it92_ions.dat";
+    std::ifstream in(path);
+    std::vector<Ion> ions;
+    for (std::string line; std::getline(in, line);) {
+        if (line.starts_with('#')) {
+            continue;
+        }
+        Ion ion;
+        ion.line = line;
+        std::istringstream fields(line);
+        if (!(fields >> ion.name >> ion.Z) || ion.Z < 1 || ion.Z > 98) {
+            throw std::runtime_error(path + ": cannot use the line \"" + line + "\"");
+        }
+        ions.push_back(ion);
+    }
+    if (ions.empty()) {
+        throw std::runtime_error("cannot read " + path);
+    }
+    return ions;
+}
+
 std::string xdt_table(const std::string &folder) {
     std::string text = head;
     for (int Z = 1; Z <= 98; ++Z) {
@@ -39,15 +62,8 @@ std::string xdt_table(const std::string &folder) {
         std::snprintf(field, sizeof field, " %g\n", coef.c());
         text += field;
     }
-    const std::string path = folder + "/it92_ions.dat";
-    std::ifstream ions(path);
-    if (!ions) {
-        throw std::runtime_error("cannot read " + path);
-    }
-    for (std::string line; std::getline(ions, line);) {
-        if (!line.starts_with('#')) {
-            text += line + '\n';
-        }
+    for (const Ion &ion : read_ions(folder)) {
+        text += ion.line + '\n';
     }
     return text;
 }

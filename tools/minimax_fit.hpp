@@ -1,0 +1,23 @@
+// Fit of table values through which a linear interpolation passes.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace orvel {
+
+// sum_n row[n] v[n] = target, to be met as well as the other equations allow. All equations of a
+// fit must count their deviation in the same unit.
+struct FitEquation {
+    std::vector<double> row;
+    double target = 0.0;
+};
+
+// The v for which the largest deviation is about least: least squares, repeated with the weights of
+// large deviations raised (C. L. Lawson, thesis, UCLA 1961). A weak pull to `start` settles values
+// on which the equations have little hold. Throws std::runtime_error when the equations are
+// singular all the same.
+std::vector<double> minimax_fit(const std::vector<FitEquation> &equations,
+                                const std::vector<double> &start);
+
+} // namespace orvel
