@@ -266,7 +266,7 @@ TEST(Selection, ByTheExcitationErrorsOfTheTilt) {
     EXPECT_EQ(select(13, {0, 0.5, 0.015, 0.03, 0.02}), (List{0, 2, 3}));
     EXPECT_EQ((List{w.out_rows[0], w.out_rows[1], w.out_rows[2]}), (List{0, -1, -1}));
     // w = |s| xi: 100 of SrTiO3 is weak, 200 strong (xi near 300 A at 200 kV).
-    search.wgbmin = 1.0;
+    search.wgbmin = 2.0;
     search.wgmax = 100.0;
     EXPECT_EQ(select(1, {0, 0.002, 0.002, 5.0, 5.0}), (List{0, 2, 1}));
 
