@@ -11,7 +11,9 @@ def main(program, case, data):
     here = os.path.dirname(os.path.abspath(__file__))
     with tempfile.TemporaryDirectory() as folder:
         shutil.copy(case, folder)
-        shutil.copy(os.path.join(os.path.dirname(os.path.abspath(case)), "orvel.ini"), folder)
+        flags = os.path.join(os.path.dirname(os.path.abspath(case)), "orvel.ini")
+        if os.path.exists(flags):
+            shutil.copy(flags, folder)
         name = os.path.basename(case)
         settings = dict(cwd=folder, env=dict(os.environ, ORVEL_DATA=os.path.abspath(data)))
         run = subprocess.run([os.path.abspath(program), name], stdout=subprocess.PIPE,
