@@ -17,8 +17,8 @@ constexpr int columns = 10;
 constexpr double damping_share = 0.7;
 
 constexpr int elastic_points = 601;
-constexpr int B_points = 41;
-constexpr int s_points = 61;
+constexpr int B_points = 33;
+constexpr int s_points = 91;
 
 // beta f' / f, damped by exp(-x) as the table stores it.
 double stored_ratio(const ElasticSource &source, double B, double x) {
