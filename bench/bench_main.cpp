@@ -3,6 +3,7 @@
 #include "bench/bench_support.hpp"
 
 #include <cstdio>
+#include <unistd.h>
 
 extern "C" {
 void openblas_set_num_threads(int);
@@ -13,6 +14,8 @@ namespace orvel::bench {
 
 void bench_eigmat(int n);
 void bench_invmat(int n);
+void bench_potential(int n);
+void bench_tilt(int n);
 
 } // namespace orvel::bench
 
@@ -20,12 +23,24 @@ int main() {
     using namespace orvel::bench;
     openblas_set_num_threads(1);
     std::printf("Reference: %s, one thread\n\n", openblas_get_config());
+    std::fflush(stdout);
+    set_table_stream(fdopen(dup(fileno(stdout)), "w"));
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) {
+        return 1;
+    }
     print_header("Linear algebra. Residuals in n*eps");
     for (const int n : {25, 50, 100, 200, 300}) {
         bench_eigmat(n);
     }
     for (const int n : {50, 100, 200, 300}) {
         bench_invmat(n);
+    }
+    print_header("\nJobs (Si [001] with as many Bethe as exact beams; 20 sites x 192 operations)");
+    for (const int n : {50, 100, 200}) {
+        bench_tilt(n);
+    }
+    for (const int n : {100, 500}) {
+        bench_potential(n);
     }
     return 0;
 }

@@ -121,17 +121,27 @@ double inverse_residual(int n, const Matrix<complex> &a, const Matrix<complex> &
     return std::sqrt(sum) / (n * machine_epsilon * frobenius(n, a) * frobenius(n, b));
 }
 
+namespace {
+
+std::FILE *table = stdout;
+
+} // namespace
+
+void set_table_stream(std::FILE *stream) {
+    table = stream;
+}
+
 void print_header(const char *title) {
-    std::printf("%s\n", title);
-    std::printf("%-28s %5s %11s %11s %7s %12s %12s\n", "", "n", "orvel [ms]", "ref. [ms]", "ratio",
-                "residual", "ref. resid.");
+    std::fprintf(table, "%s\n", title);
+    std::fprintf(table, "%-28s %5s %11s %11s %7s %12s %12s\n", "", "n", "orvel [ms]", "ref. [ms]",
+                 "ratio", "residual", "ref. resid.");
 }
 
 void print_row(const char *name, int n, double seconds, double reference, double residual,
                double reference_residual) {
-    std::printf("%-28s %5d %11.3f %11.3f %7.2f %12.3g %12.3g\n", name, n, 1e3 * seconds,
-                1e3 * reference, seconds / reference, residual, reference_residual);
-    std::fflush(stdout);
+    std::fprintf(table, "%-28s %5d %11.3f %11.3f %7.2f %12.3g %12.3g\n", name, n, 1e3 * seconds,
+                 1e3 * reference, seconds / reference, residual, reference_residual);
+    std::fflush(table);
 }
 
 } // namespace orvel::bench

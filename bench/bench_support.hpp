@@ -4,6 +4,7 @@
 #include "numeric/complex.hpp"
 #include "numeric/vecmat.hpp"
 
+#include <cstdio>
 #include <functional>
 #include <vector>
 
@@ -31,6 +32,8 @@ double eigen_residual(int n, const Matrix<complex> &a, const complex *eigval,
 // || A B - 1 || / (n eps || A || || B ||)
 double inverse_residual(int n, const Matrix<complex> &a, const Matrix<complex> &b);
 
+// Where the table goes; the program under test writes its own lines to standard output.
+void set_table_stream(std::FILE *stream);
 void print_header(const char *title);
 // One line of the table: times in ms, their ratio, both residuals.
 void print_row(const char *name, int n, double seconds, double reference, double residual,

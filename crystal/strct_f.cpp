@@ -38,7 +38,9 @@ double squared_s(const Hkl &g, const Metric &metric) {
     return sq_abs(hkl2rhkl(g), metric) / 4.0;
 }
 
-[[noreturn]] void end_invalid_af() { input_exit("$$ Invalid af. Abort."); }
+[[noreturn]] void end_invalid_af() {
+    input_exit("$$ Invalid af. Abort.");
+}
 
 // Atomic factors of every site at one reflection, A.
 struct SiteFactors {
@@ -111,11 +113,8 @@ StructureFactor structure_factor_ext_tbl(const Hkl &g, const Csd &csd, double vo
         stock_fg_tbl_sym(g, result.F, known.table, csd.group.ops);
         return result;
     }
-    const auto [entry, is_new] = known.overflow.try_emplace(g);
-    if (is_new) {
-        entry->second = structure_factor_ext(g, csd, voltage);
-    }
-    return entry->second;
+    return known.overflow.value(
+        g, csd, [&](const Hkl &e) { return structure_factor_ext(e, csd, voltage); });
 }
 
 StructureFactorTable low_order_table(const Csd &csd, double voltage) {
@@ -186,11 +185,9 @@ complex lofg_to_fg(const LowOrderF &entry, const Csd &csd, double voltage) {
         return c_add(entry.elastic, calc_Fg_inela(entry.hkl, csd, voltage));
     case 3:
     case 4: {
-        const complex given =
-            calc_structure_factor_ph(entry.hkl, squared_s(entry.hkl, csd.metric), csd,
-                                     entry.elastic_f, entry.inelastic_f);
-        return csd.lof_type == 3 ? given
-                                 : c_add(given, calc_Fg_inela(entry.hkl, csd, voltage));
+        const complex given = calc_structure_factor_ph(entry.hkl, squared_s(entry.hkl, csd.metric),
+                                                       csd, entry.elastic_f, entry.inelastic_f);
+        return csd.lof_type == 3 ? given : c_add(given, calc_Fg_inela(entry.hkl, csd, voltage));
     }
     default:
         input_exit("$$ Invalid lof_type. Abort.");

@@ -5,9 +5,11 @@
 #pragma once
 
 #include "crystal/csd.hpp"
+#include "crystal/equivalents.hpp"
 #include "crystal/reflection_table.hpp"
 #include "numeric/complex.hpp"
 
+#include <optional>
 #include <span>
 #include <unordered_map>
 
@@ -20,11 +22,32 @@ struct StructureFactor {
     int status = 0;
 };
 
+// Values that a full reflection table does not keep, each computed for one of its equivalents only.
+class SharedFactors {
+public:
+    // The value of g, by compute(hkl) unless an equivalent has been asked for before.
+    template <class Compute> StructureFactor value(const Hkl &g, const Csd &csd, Compute compute) {
+        if (!equivalents_) {
+            equivalents_ = exact_equivalents(csd);
+        }
+        const Representative r = representative(g, *equivalents_);
+        const auto [entry, is_new] = computed_.try_emplace(r.hkl);
+        if (is_new) {
+            entry->second = compute(r.hkl);
+        }
+        return {c_mul(entry->second.F, c_exp({0.0, two_pi * r.turns})), entry->second.status};
+    }
+
+private:
+    std::optional<Equivalents> equivalents_; // of the crystal first asked for
+    std::unordered_map<Hkl, StructureFactor, HklHash> computed_;
+};
+
 // Structure factors already known: the reflection table, which decides which value a reflection
-// gets, and a cache of what is computed afresh because the table is full.
+// gets, and what came when it was full.
 struct StructureFactorTable {
     ReflectionTable table;
-    std::unordered_map<Hkl, StructureFactor, HklHash> overflow;
+    SharedFactors overflow;
 };
 
 // The core sum with given factors per site (A): each site contributes

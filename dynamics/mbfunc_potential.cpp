@@ -4,12 +4,9 @@
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
 #include "crystal/constraint.hpp"
-#include "crystal/equivalents.hpp"
 #include "crystal/potential_coef.hpp"
 #include "crystal/strct_f.hpp"
 #include "numeric/data_out.hpp"
-
-#include <unordered_map>
 
 namespace orvel {
 
@@ -24,30 +21,6 @@ StructureFactorTable start_builder(Csd &csd, double voltage) {
 bool is_full(const ReflectionTable &table) {
     return table.count() >= table.capacity;
 }
-
-// Values that the reflection table does not keep, each computed for one of its equivalents only. A
-// list of beams holds a reflection once: without equivalents there is nothing to remember.
-class SharedFactors {
-public:
-    explicit SharedFactors(const Equivalents &equivalents) : equivalents_(equivalents) {}
-
-    // The value of g, by compute(hkl) unless an equivalent has been asked for before.
-    template <class Compute> StructureFactor value(const Hkl &g, Compute compute) {
-        if (equivalents_.ops.size() <= 1) {
-            return compute(g);
-        }
-        const Representative r = representative(g, equivalents_);
-        const auto [entry, is_new] = computed_.try_emplace(r.hkl);
-        if (is_new) {
-            entry->second = compute(r.hkl);
-        }
-        return {c_mul(entry->second.F, c_exp({0.0, two_pi * r.turns})), entry->second.status};
-    }
-
-private:
-    const Equivalents &equivalents_;
-    std::unordered_map<Hkl, StructureFactor, HklHash> computed_;
-};
 
 Hkl difference(const Hkl &a, const Hkl &b) {
     return {a.h - b.h, a.k - b.k, a.l - b.l};
@@ -81,14 +54,6 @@ PotentialMatrix potential_matrix_csd(const BeamList &beams, Csd &csd, double vol
 
 Vector<complex> vgv_reim_csd(const BeamList &beams, Csd &csd, double voltage) {
     StructureFactorTable known = start_builder(csd, voltage);
-    const Equivalents equivalents = exact_equivalents(csd);
-    SharedFactors shared(equivalents);
-    const auto computed = [&](const Hkl &g) {
-        return is_full(known.table)
-                   ? shared.value(
-                         g, [&](const Hkl &e) { return structure_factor_ext(e, csd, voltage); })
-                   : structure_factor_ext_tbl(g, csd, voltage, known);
-    };
     const int n = beams.size();
     Vector<complex> V(n);
     int status = 0;
@@ -99,7 +64,7 @@ Vector<complex> vgv_reim_csd(const BeamList &beams, Csd &csd, double voltage) {
         if (position >= 0) {
             F = known.table.F[position];
         } else {
-            const StructureFactor f = computed(beams.hkl[i]);
+            const StructureFactor f = structure_factor_ext_tbl(beams.hkl[i], csd, voltage, known);
             F = f.F;
             status = f.status;
         }
@@ -115,9 +80,8 @@ Vector<complex> vgv_reim_csd(const BeamList &beams, Csd &csd, double voltage) {
 PotentialAndDensity vgv_fxgv_csd(const BeamList &beams, Csd &csd, double voltage) {
     constexpr double inverse_mott = 131.2625 / pi; // 1/A
     StructureFactorTable known = start_builder(csd, voltage);
-    const Equivalents equivalents = exact_equivalents(csd);
-    SharedFactors elastic(equivalents);
-    SharedFactors nuclear(equivalents);
+    SharedFactors elastic;
+    SharedFactors nuclear;
     const auto elastic_of = [&](const Hkl &g) {
         return StructureFactor{calc_Fg_ela(g, csd, voltage)};
     };
@@ -132,14 +96,14 @@ PotentialAndDensity vgv_fxgv_csd(const BeamList &beams, Csd &csd, double voltage
         if (position >= 0) {
             F = known.table.F[position];
         } else if (is_full(known.table)) {
-            F = elastic.value(g, elastic_of).F;
+            F = elastic.value(g, csd, elastic_of).F;
         } else {
             F = elastic_of(g).F;
             stock_fg_tbl_sym(g, F, known.table, csd.group.ops);
         }
         result.V[i] = fg_to_vg(F, csd.metric);
         const double factor = inverse_mott * (sq_abs(hkl2rhkl(g), csd.metric) / 4.0);
-        result.F_x[i] = c_sub(nuclear.value(g, nuclear_of).F, {factor * F.re, factor * F.im});
+        result.F_x[i] = c_sub(nuclear.value(g, csd, nuclear_of).F, {factor * F.re, factor * F.im});
     }
     mb_fprintf(stderr, "100%%.\n");
     return result;
