@@ -1,3 +1,5 @@
 #include "app/orvel.hpp"
 
-int main(int argc, char **argv) { return orvel::run_orvel(argc, argv); }
+int main(int argc, char **argv) {
+    return orvel::run_orvel(argc, argv);
+}

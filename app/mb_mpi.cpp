@@ -8,7 +8,9 @@ namespace orvel {
 
 namespace {
 
-void program_exit(int status) { std::exit(status); }
+void program_exit(int status) {
+    std::exit(status);
+}
 
 RunEnding run_ending = program_exit;
 
@@ -50,7 +52,9 @@ OutputFile &OutputFile::operator=(OutputFile &&other) noexcept {
     return *this;
 }
 
-std::FILE *OutputFile::release() { return std::exchange(stream_, nullptr); }
+std::FILE *OutputFile::release() {
+    return std::exchange(stream_, nullptr);
+}
 
 int mb_fprintf(std::FILE *stream, const char *format, ...) {
     std::va_list args;
@@ -82,7 +86,9 @@ void two_fprintf(std::FILE *stream1, std::FILE *stream2, const char *format, ...
     va_end(args);
 }
 
-void mb_fflush(std::FILE *stream) { std::fflush(stream); }
+void mb_fflush(std::FILE *stream) {
+    std::fflush(stream);
+}
 
 OutputFile mb_fopen_chk_wmode(const std::string &path) {
     std::FILE *stream = std::fopen(path.c_str(), "w");

@@ -43,35 +43,35 @@ struct DebugFlags {
 
 // Tolerances and method switches.
 struct EpsilonSettings {
-    double general_eps = 1e-10;        // small threshold of scattering factors and tilt grid
-    double eigen_eps = 1e-8;           // tolerance of the eigen-solvers
-    double inv_eps = 1e-8;             // singularity tolerance of the inversions
-    double degeneracy_eps = 1e-8;      // degeneracy tolerance of the eigenvalue perturbation
-    double perturb_step = 0.001;       // refinement only
-    double tol_chisq_abs = 0.01;       // refinement only
-    double tol_chisq_rel = 0.001;      // refinement only
-    double tol_parameter = 0.01;       // refinement only
-    double tol_lambda = 10.0;          // refinement only
-    double marq_lambda_max = 1.0e6;    // refinement only
-    double intensity_scaling = 1.0e4;  // intensity of the incident beam in the outputs
-    double bc_accuracy = 1.0;          // share of the excitation that the kept branches carry
-    double corr_threshold = 0.5;       // refinement only
-    double w_sq_coef = 1.0;            // refinement only
-    double w_exponent_coef = 0.0;      // refinement only
-    double w_exponent = 4.0;           // refinement only
-    double scale_rst_chisq = 1.0;      // refinement only
-    double e_density_gmax_val = 12.0;  // longest reflection of the 3-D density maps, 1/A
-    int vg_select_flag = 1;            // classify the beams anew at each tilt
-    int eigmat_func = 0;               // 0 EISPACK path, 1 elementary Hessenberg + plane rotations
-    int invmat_func = 0;               // only 0 is valid
-    int bc_invmat_func = 0;            // only 0 is valid
-    int svd_flag = 1;                  // refinement only
-    int num_thickwidth = 0;            // refinement only
-    int thickwidth_type = 2;           // refinement only
-    int cal_range_flag = 0;            // refinement only
-    int numh = 20;                     // nothing reads it
-    int auto_multiplicity_off = 0;     // 1: occupancies carry the multiplicity (split atoms)
-    int flag_modified_marquardt = 1;   // refinement only
+    double general_eps = 1e-10;       // small threshold of scattering factors and tilt grid
+    double eigen_eps = 1e-8;          // tolerance of the eigen-solvers
+    double inv_eps = 1e-8;            // singularity tolerance of the inversions
+    double degeneracy_eps = 1e-8;     // degeneracy tolerance of the eigenvalue perturbation
+    double perturb_step = 0.001;      // refinement only
+    double tol_chisq_abs = 0.01;      // refinement only
+    double tol_chisq_rel = 0.001;     // refinement only
+    double tol_parameter = 0.01;      // refinement only
+    double tol_lambda = 10.0;         // refinement only
+    double marq_lambda_max = 1.0e6;   // refinement only
+    double intensity_scaling = 1.0e4; // intensity of the incident beam in the outputs
+    double bc_accuracy = 1.0;         // share of the excitation that the kept branches carry
+    double corr_threshold = 0.5;      // refinement only
+    double w_sq_coef = 1.0;           // refinement only
+    double w_exponent_coef = 0.0;     // refinement only
+    double w_exponent = 4.0;          // refinement only
+    double scale_rst_chisq = 1.0;     // refinement only
+    double e_density_gmax_val = 12.0; // longest reflection of the 3-D density maps, 1/A
+    int vg_select_flag = 1;           // classify the beams anew at each tilt
+    int eigmat_func = 0;              // 0 EISPACK path, 1 elementary Hessenberg + plane rotations
+    int invmat_func = 0;              // only 0 is valid
+    int bc_invmat_func = 0;           // only 0 is valid
+    int svd_flag = 1;                 // refinement only
+    int num_thickwidth = 0;           // refinement only
+    int thickwidth_type = 2;          // refinement only
+    int cal_range_flag = 0;           // refinement only
+    int numh = 20;                    // nothing reads it
+    int auto_multiplicity_off = 0;    // 1: occupancies carry the multiplicity (split atoms)
+    int flag_modified_marquardt = 1;  // refinement only
 };
 
 extern DebugFlags dbg;

@@ -40,7 +40,8 @@ struct Metric {
     MetricTensor direct;     // G, A^2
 };
 
-// No check is made on the cell: a degenerate one gives V = 0 or NaN and infinite reciprocal entries.
+// No check is made on the cell: a degenerate one gives V = 0 or NaN and infinite reciprocal
+// entries.
 Metric bravai(const CellConstants &cell);
 
 // Scalar product of two reciprocal vectors, 1/A^2, and |g|^2.

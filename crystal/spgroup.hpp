@@ -22,9 +22,9 @@ using SymOp = std::array<double, 12>;
 struct SpaceGroup {
     int number = 0;
     std::vector<SymOp> ops;
-    int centrosymmetric = 0;       // 1: the inverse of every operation was added
-    std::string lattice_type;      // token of the table; its first letter counts
-    int rhombohedral_flag = 0;     // 1: rhombohedral centring was applied
+    int centrosymmetric = 0;   // 1: the inverse of every operation was added
+    std::string lattice_type;  // token of the table; its first letter counts
+    int rhombohedral_flag = 0; // 1: rhombohedral centring was applied
 };
 
 // Fails with "Cannot open %s.\n", "$$ Space group no. = %d is not found in the table.\n" or

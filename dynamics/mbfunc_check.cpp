@@ -17,7 +17,9 @@ void dbg_dump_term() {
     }
 }
 
-bool dbg_sel_vg_on() { return dbg.stream != nullptr; }
+bool dbg_sel_vg_on() {
+    return dbg.stream != nullptr;
+}
 
 void dbg_sel_vg_init(const BeamList &beams) {
     if (!dbg_sel_vg_on()) {

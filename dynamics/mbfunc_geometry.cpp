@@ -52,15 +52,13 @@ RunGeometry pre_calc_intensity(const IncidentBeam &beam, const Metric &metric) {
 }
 
 double calc_K_n(const RealHkl &K_t, double K_z, const RunGeometry &geometry, const Uvw &nor_uvw) {
-    return K_z * geometry.cos_bn +
-           inner_product_uvw_hkl(nor_uvw, K_t) / geometry.length_of_nor_uvw;
+    return K_z * geometry.cos_bn + inner_product_uvw_hkl(nor_uvw, K_t) / geometry.length_of_nor_uvw;
 }
 
 double calc_excitation_error(const RealHkl &K_t, double K_z, double abs_K, const Hkl &g, double g_z,
                              const Metric &metric) {
     const RealHkl real_g = hkl2rhkl(g);
-    const RealHkl midway = {K_t.h + real_g.h / 2.0, K_t.k + real_g.k / 2.0,
-                            K_t.l + real_g.l / 2.0};
+    const RealHkl midway = {K_t.h + real_g.h / 2.0, K_t.k + real_g.k / 2.0, K_t.l + real_g.l / 2.0};
     return (-K_z * g_z - inner_product(midway, real_g, metric)) / abs_K;
 }
 

@@ -11,7 +11,8 @@
 
 namespace orvel {
 
-// |K| = sqrt(1/lambda^2 + Re U_0): with the given F_0 of the crystal if it has one, else calc_F_0_re.
+// |K| = sqrt(1/lambda^2 + Re U_0): with the given F_0 of the crystal if it has one, else
+// calc_F_0_re.
 double calc_abs_K(const Csd &csd, double voltage);
 
 // K_z = -sqrt(|K|^2 - |K_t|^2); NaN beyond the sphere.
@@ -46,8 +47,8 @@ struct TiltGeometry {
     double abs_K = 0.0;
 };
 
-// s_g and beta_g = 1 + g_n / K_n of every beam, in list order. With sg_dump_flag and betag_dump_flag
-// they are told on the console.
+// s_g and beta_g = 1 + g_n / K_n of every beam, in list order. With sg_dump_flag and
+// betag_dump_flag they are told on the console.
 void calc_sg_beta_g(const TiltGeometry &tilt, const RunGeometry &geometry, const IncidentBeam &beam,
                     std::span<const Hkl> beam_hkl, const Metric &metric, double *s, double *beta);
 

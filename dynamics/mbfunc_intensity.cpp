@@ -29,9 +29,13 @@ complex branch_term(const WorkCalInt &work, int row, int j, complex propagation)
 }
 
 // The kept count may stand from a tilt with more branches.
-int kept_branches(const WorkCalInt &work) { return std::min(work.n_kept, work.n_exact); }
+int kept_branches(const WorkCalInt &work) {
+    return std::min(work.n_kept, work.n_exact);
+}
 
-bool is_row(int row, const WorkCalInt &work) { return row >= 0 && row < work.n_exact; }
+bool is_row(int row, const WorkCalInt &work) {
+    return row >= 0 && row < work.n_exact;
+}
 
 // Calls put(output beam, thickness index, amplitude) for all of them. The propagation factors of a
 // thickness are common to all beams.
@@ -51,8 +55,8 @@ void for_each_amplitude(const TiltProblem &problem, WorkCalInt &work, Put put) {
             complex psi;
             if (is_row(row, work)) {
                 for (int b = 0; b < n_kept; ++b) {
-                    psi = c_add(psi, branch_term(work, row, work.branch_list[b],
-                                                 work.propagation[k][b]));
+                    psi = c_add(
+                        psi, branch_term(work, row, work.branch_list[b], work.propagation[k][b]));
                 }
             }
             put(o, k, psi);
@@ -96,8 +100,8 @@ void solve_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work
     construct_ug_mat_slct(sd.beam.acc_voltage, problem.V, work, work.A.get());
     dbg_dump_complexmat(dbg.a_mat_dump_flag, "a_matrix:", work.n_exact, work.A.get());
     dbg_mon("$$ Bethe Approx.\n");
-    fold_bethe_beams(sd.beam_search.flag_bs, work.n_exact, work.n_bethe, work.A.get(),
-                     work.B.get(), work);
+    fold_bethe_beams(sd.beam_search.flag_bs, work.n_exact, work.n_bethe, work.A.get(), work.B.get(),
+                     work);
     dbg_dump_complexmat(dbg.b_mat_dump_flag, "bethe_matrix:", work.n_exact, work.B.get());
 
     poison_solution(work);
@@ -117,8 +121,8 @@ void excite_branches(WorkCalInt &work, const complex *phase) {
                               work.alpha.data(), work.boundary.get(), work.invmat);
     }
     dbg_dump_complexvec(dbg.b_cond_dump_flag, "upper_b_cond:", n, work.alpha.data());
-    limited_branch(epsilon.bc_accuracy, n, work.alpha.data(), work.n_kept,
-                   work.branch_list.data(), work.weights.data(), work.order.data());
+    limited_branch(epsilon.bc_accuracy, n, work.alpha.data(), work.n_kept, work.branch_list.data(),
+                   work.weights.data(), work.order.data());
 }
 
 complex psi_limited_ug(int row, double t, const WorkCalInt &work) {
@@ -128,8 +132,8 @@ complex psi_limited_ug(int row, double t, const WorkCalInt &work) {
     }
     for (int b = 0; b < kept_branches(work); ++b) {
         const int j = work.branch_list[b];
-        psi = c_add(psi,
-                    branch_term(work, row, j, propagation_factor(t, work.eigval[j], work.K_n)));
+        psi =
+            c_add(psi, branch_term(work, row, j, propagation_factor(t, work.eigval[j], work.K_n)));
     }
     return psi;
 }
@@ -139,9 +143,8 @@ double psi_to_intensity_limited_ug(int row, double t, const WorkCalInt &work) {
 }
 
 void calc_amplitudes(const TiltProblem &problem, WorkCalInt &work, complex *const *table) {
-    for_each_amplitude(problem, work, [&](std::size_t o, std::size_t k, complex psi) {
-        table[o][k] = psi;
-    });
+    for_each_amplitude(problem, work,
+                       [&](std::size_t o, std::size_t k, complex psi) { table[o][k] = psi; });
 }
 
 void calc_intensities(const TiltProblem &problem, WorkCalInt &work, double *const *table) {

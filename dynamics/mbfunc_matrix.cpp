@@ -13,7 +13,9 @@ namespace {
 // Last code of the beam search that folds by the generalized form.
 constexpr int last_generalized_code = 9;
 
-complex divided(complex z, double divisor) { return {z.re / divisor, z.im / divisor}; }
+complex divided(complex z, double divisor) {
+    return {z.re / divisor, z.im / divisor};
+}
 
 // Rows and columns from the given ones on, as a matrix of its own.
 void copy_block(int rows, int cols, const complex *const *src, int first_row, int first_col,
@@ -53,8 +55,8 @@ void fold_bethe_beams(int flag_bs, int n_exact, int n_bethe, const complex *cons
     }
 }
 
-void g_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B,
-             BetheWork &bethe, InvmatWork &invmat_work) {
+void g_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B, BetheWork &bethe,
+             InvmatWork &invmat_work) {
     c_matcopy2(n_exact, A, B);
     if (n_bethe == 0) {
         return;

@@ -64,8 +64,7 @@ void solve_set(const TiltProblem &problem, const complex *const *V, WorkCalInt &
 
 } // namespace
 
-void calc_perturb_ug(const TiltProblem &problem, const PerturbedSets &perturbed,
-                     WorkCalInt &work) {
+void calc_perturb_ug(const TiltProblem &problem, const PerturbedSets &perturbed, WorkCalInt &work) {
     const int n = work.n_exact;
     PerturbWork &perturb = *perturbed.work;
     dbg_mon("$$ eigen_vec_inv\n");

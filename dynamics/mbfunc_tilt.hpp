@@ -5,8 +5,9 @@
 
 namespace orvel {
 
-// Fills base_g2 and the grid: K_t = (h base_g1 + g base_g2)/2 for every point, in calculation order.
-// With n = num_cal_pix_side, d = disksize and step 2d/(n-1) about the centre (H_tilt, G_tilt):
+// Fills base_g2 and the grid: K_t = (h base_g1 + g base_g2)/2 for every point, in calculation
+// order. With n = num_cal_pix_side, d = disksize and step 2d/(n-1) about the centre (H_tilt,
+// G_tilt):
 //   0  one point at the centre;
 //   1  n points along H; ix counts from the middle;
 //   2  n x n points, H fastest; those within d of the centre (to general_eps) are calculated;

@@ -62,8 +62,7 @@ void go_through(const BeamSearch &search, const Csd &csd, FoundBeams &found, Adm
     }
 }
 
-SearchGeometry search_geometry(const BeamSearch &search, const IncidentBeam &beam,
-                               const Csd &csd) {
+SearchGeometry search_geometry(const BeamSearch &search, const IncidentBeam &beam, const Csd &csd) {
     SearchGeometry geometry;
     geometry.beam = beam;
     geometry.beam.base_g2 = zolz_ort_base(beam.inc_uvw, beam.base_g1, csd.metric);

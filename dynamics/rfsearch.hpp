@@ -1,9 +1,10 @@
 // The search for the beams of a calculation: which reciprocal-lattice vectors take part, and which
 // of them exactly.
 //
-// An automatic search goes through all g of a sphere in a range of Laue zones that the centring does
-// not extinguish, and judges each by its extinction distance xi_g and by the smallest excitation
-// error |s_g| that it has along the diameter of the tilt disk parallel to its own projection.
+// An automatic search goes through all g of a sphere in a range of Laue zones that the centring
+// does not extinguish, and judges each by its extinction distance xi_g and by the smallest
+// excitation error |s_g| that it has along the diameter of the tilt disk parallel to its own
+// projection.
 #pragma once
 
 #include "crystal/csd.hpp"
@@ -28,8 +29,7 @@ FoundBeams simple_beam_search_wg(const BeamSearch &search, const IncidentBeam &b
 FoundBeams simple_beam_search_sg(const BeamSearch &search, const IncidentBeam &beam,
                                  const Csd &csd);
 // Method sg-multi: as sg, with the thresholds of the reflection's own Laue zone.
-FoundBeams beam_search_sg_multi(const BeamSearch &search, const IncidentBeam &beam,
-                                const Csd &csd);
+FoundBeams beam_search_sg_multi(const BeamSearch &search, const IncidentBeam &beam, const Csd &csd);
 // Every g with |g| < g_max is an exact beam: no zones, no thresholds.
 FoundBeams beam_search_sphere(const BeamSearch &search, const Csd &csd);
 

@@ -20,16 +20,14 @@ void print_search(std::FILE *stream, const BeamSearch &search) {
     case 1:
     case 11:
         mb_fprintf(stream, "# beam_search par.: \n");
-        mb_fprintf(stream, "wgbmin=%lg, wgmax=%lg, xigmax=%lg, lz:%d-%d, gmax=%lg\n",
-                   search.wgbmin, search.wgmax, search.xigmax, search.lz_min, search.lz_max,
-                   search.g_max);
+        mb_fprintf(stream, "wgbmin=%lg, wgmax=%lg, xigmax=%lg, lz:%d-%d, gmax=%lg\n", search.wgbmin,
+                   search.wgmax, search.xigmax, search.lz_min, search.lz_max, search.g_max);
         break;
     case 2:
     case 12:
         mb_fprintf(stream, "# beam_search par.: \n");
-        mb_fprintf(stream, "sgbmin=%lg, sgmax=%lg, xigmax=%lg, lz:%d-%d, gmax=%lg\n",
-                   search.sgbmin, search.sgmax, search.xigmax, search.lz_min, search.lz_max,
-                   search.g_max);
+        mb_fprintf(stream, "sgbmin=%lg, sgmax=%lg, xigmax=%lg, lz:%d-%d, gmax=%lg\n", search.sgbmin,
+                   search.sgmax, search.xigmax, search.lz_min, search.lz_max, search.g_max);
         break;
     case 3:
     case 13:
@@ -53,11 +51,11 @@ struct ReflectionInfo {
 
 void print_rfinfo(std::FILE *stream, int position, const Hkl &g, bool is_bethe,
                   const ReflectionInfo &info) {
-    mb_fprintf(stream, "%d\t%3d\t%3d\t%3d\t%d\t%f\t%f\t%d\t%f\t%f\t%f\t%f", position, g.h, g.k,
-               g.l, info.zone, info.projection.a, info.projection.b, is_bethe ? 1 : 0,
-               info.length, info.F.re, info.F.im, c_abs(info.F));
-    mb_fprintf(stream, "\t%f\t%f\t%f\t%f\n", info.elastic.re, info.elastic.im,
-               info.absorptive.re, info.absorptive.im);
+    mb_fprintf(stream, "%d\t%3d\t%3d\t%3d\t%d\t%f\t%f\t%d\t%f\t%f\t%f\t%f", position, g.h, g.k, g.l,
+               info.zone, info.projection.a, info.projection.b, is_bethe ? 1 : 0, info.length,
+               info.F.re, info.F.im, c_abs(info.F));
+    mb_fprintf(stream, "\t%f\t%f\t%f\t%f\n", info.elastic.re, info.elastic.im, info.absorptive.re,
+               info.absorptive.im);
 }
 
 } // namespace

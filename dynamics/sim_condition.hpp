@@ -33,9 +33,9 @@ struct TiltPoint {
 
 // Tilts to be calculated.
 struct TiltGrid {
-    int calc_type = 0;        // 0 one incidence, 1 line along H, 2 disk, 3 square
-    int num_cal_pix_side = 0; // points along one side
-    double disksize = 0.0;    // half-width, in half base vectors
+    int calc_type = 0;                  // 0 one incidence, 1 line along H, 2 disk, 3 square
+    int num_cal_pix_side = 0;           // points along one side
+    double disksize = 0.0;              // half-width, in half base vectors
     std::array<double, 2> H_range = {}; // for the output files: minimum and maximum
     std::array<double, 2> G_range = {};
     int num_pix = 0;            // points of the grid

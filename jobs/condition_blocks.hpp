@@ -15,7 +15,7 @@ IncidentBeam read_incident_beam(std::FILE *stream);
 
 // What a job says about its tilt range.
 struct TiltRangeTexts {
-    const char *hint;             // when the block is not where it must be
+    const char *hint;              // when the block is not where it must be
     void (*end_invalid)(int type); // ends the run for a calc_type that is not 0 to 3
 };
 

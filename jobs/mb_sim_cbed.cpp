@@ -58,8 +58,8 @@ void calc_cbed_pattern(Csd &csd, Sd &sd, const complex *const *V, const std::str
     const std::size_t n_thick = sd.thicknesses.size();
     sd.intensity = Tensor<double>(n_out, n_thick, sd.grid.num_pix);
     Matrix<double> scratch(n_out, n_thick);
-    WorkCalInt work = alloc_work_cal_int(sd.beams.size(), static_cast<int>(n_out),
-                                         static_cast<int>(n_thick));
+    WorkCalInt work =
+        alloc_work_cal_int(sd.beams.size(), static_cast<int>(n_out), static_cast<int>(n_thick));
     mb_fprintf(stdout, "Intensity calculation\n");
     if (dbg_sel_vg_on()) {
         check_selections(problem, work);

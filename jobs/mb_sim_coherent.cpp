@@ -49,11 +49,10 @@ Vector<complex> calc_initial_phase(const Sd &sd, const Probe &probe, double lamb
     for (std::size_t p = 0; p < phase.size(); ++p) {
         const RealHkl &K_t = sd.grid.kxy[p];
         const double k2 = sq_abs(K_t, metric);
-        const double chi =
-            pi * (probe.defocus * lambda * k2 +
-                  0.5 * probe.cs_coef * lambda * lambda * lambda * k2 * k2 +
-                  2.0 * (K_t.h * probe.probe_pos[0] + K_t.k * probe.probe_pos[1] +
-                         K_t.l * probe.probe_pos[2]));
+        const double chi = pi * (probe.defocus * lambda * k2 +
+                                 0.5 * probe.cs_coef * lambda * lambda * lambda * k2 * k2 +
+                                 2.0 * (K_t.h * probe.probe_pos[0] + K_t.k * probe.probe_pos[1] +
+                                        K_t.l * probe.probe_pos[2]));
         phase[p] = c_exp({0.0, chi});
     }
     return phase;
@@ -87,8 +86,8 @@ void calc_coherent_cbed_pattern(Csd &csd, Sd &sd, const Probe &probe, const comp
     const std::size_t n_thick = sd.thicknesses.size();
     Tensor<complex> amplitude(n_out, n_thick, sd.grid.num_pix);
     Matrix<complex> scratch(n_out, n_thick);
-    WorkCalInt work = alloc_work_cal_int(sd.beams.size(), static_cast<int>(n_out),
-                                         static_cast<int>(n_thick));
+    WorkCalInt work =
+        alloc_work_cal_int(sd.beams.size(), static_cast<int>(n_out), static_cast<int>(n_thick));
     mb_fprintf(stdout, "Intensity calculation\n");
     if (dbg_sel_vg_on()) {
         check_selections(problem, work);

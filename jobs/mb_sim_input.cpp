@@ -9,8 +9,7 @@ namespace orvel {
 namespace {
 
 constexpr TiltRangeTexts tilt_range_texts = {
-    "$$ Caution!!! CALC_KXY_RANGE must be before BEAM_SEARCH. $$",
-    [](int type) {
+    "$$ Caution!!! CALC_KXY_RANGE must be before BEAM_SEARCH. $$", [](int type) {
         mb_fprintf(stdout, "$$ Invalid calc_type(=%d)x. Abort.\n", type);
         end_run(1);
     }};
@@ -24,8 +23,7 @@ void read_output_reflex(Sd &sd, std::FILE *stream) {
         take_all_exact_beams(sd);
     }
     if (sd.grid.calc_type > 3) {
-        mb_fprintf(stdout, "$$ invalid calc_type=%d. Abort. (input_sim_data)\n",
-                   sd.grid.calc_type);
+        mb_fprintf(stdout, "$$ invalid calc_type=%d. Abort. (input_sim_data)\n", sd.grid.calc_type);
         end_run(1);
     }
     chk_data("}OUTPUT_REFLEX", stream);

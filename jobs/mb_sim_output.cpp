@@ -60,8 +60,7 @@ void close_sim_script(OutputFile &script) {
 }
 
 OutputFile open_sim_result(const Sd &sd, const CellConstants &cell, const std::string &base_name,
-                           const ResultTexts &texts, int t, DisplayRange range,
-                           std::FILE *script) {
+                           const ResultTexts &texts, int t, DisplayRange range, std::FILE *script) {
     OutputFile file = mb_fopen_chk_wmode(base_name + "_rs" + std::to_string(t) + ".txt");
     mb_fprintf(script, "%s\n%s %g 1 %d\n", texts.visualize, file.path().c_str(), script_gamma,
                texts.contrast_reverse);

@@ -10,8 +10,8 @@ void chk_job_memory(const Sd &sd, double result_bytes) {
     const double num_thick = static_cast<double>(sd.thicknesses.size());
     const double side = sd.grid.num_cal_pix_side;
     const double tilts = sd.grid.calc_type == 0 ? 1.0 : sd.grid.calc_type == 1 ? side : side * side;
-    const double results = result_bytes * static_cast<double>(sd.reflections.size()) * num_thick *
-                           tilts;
+    const double results =
+        result_bytes * static_cast<double>(sd.reflections.size()) * num_thick * tilts;
     const double points = (sizeof(RealHkl) + sizeof(TiltPoint)) * tilts;
     require_memory(sizeof(complex) * n * n +
                        work_cal_int_bytes(sd.beams.size(), static_cast<int>(num_thick)) + results +
@@ -41,8 +41,9 @@ TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V) 
 
 void NonFiniteCount::report(std::FILE *log) const {
     if (tilts > 0) {
-        mb_fprintf_stdo(log, "$$ Warning: %d of %d tilts gave results that are not finite "
-                             "numbers.\n",
+        mb_fprintf_stdo(log,
+                        "$$ Warning: %d of %d tilts gave results that are not finite "
+                        "numbers.\n",
                         tilts, of);
     }
 }

@@ -39,8 +39,12 @@ struct NonFiniteCount {
     void report(std::FILE *log) const;
 };
 
-inline bool is_finite(double x) { return std::isfinite(x); }
-inline bool is_finite(complex z) { return std::isfinite(z.re) && std::isfinite(z.im); }
+inline bool is_finite(double x) {
+    return std::isfinite(x);
+}
+inline bool is_finite(complex z) {
+    return std::isfinite(z.re) && std::isfinite(z.im);
+}
 
 // True when the whole table [output beam][thickness] is finite.
 template <class T> bool all_finite(const Sd &sd, const T *const *table) {

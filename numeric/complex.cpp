@@ -30,7 +30,9 @@ complex c_log(complex z) {
     return {0.5 * std::log(z.re * z.re + z.im * z.im), std::atan2(z.im, z.re)};
 }
 
-complex c_pow(complex a, complex b) { return c_exp(c_mul(b, c_log(a))); }
+complex c_pow(complex a, complex b) {
+    return c_exp(c_mul(b, c_log(a)));
+}
 
 complex c_sin(complex z) {
     const double e = std::exp(z.im);

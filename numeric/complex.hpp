@@ -19,13 +19,21 @@ inline constexpr double pi = 3.141592653589793;
 inline constexpr double two_pi = 6.283185307179586;
 
 // The value x + iy.
-inline complex c_conv(double x, double y) { return {x, y}; }
+inline complex c_conv(double x, double y) {
+    return {x, y};
+}
 
 // (re, -im)
-inline complex c_conj(complex z) { return {z.re, -z.im}; }
+inline complex c_conj(complex z) {
+    return {z.re, -z.im};
+}
 
-inline complex c_add(complex a, complex b) { return {a.re + b.re, a.im + b.im}; }
-inline complex c_sub(complex a, complex b) { return {a.re - b.re, a.im - b.im}; }
+inline complex c_add(complex a, complex b) {
+    return {a.re + b.re, a.im + b.im};
+}
+inline complex c_sub(complex a, complex b) {
+    return {a.re - b.re, a.im - b.im};
+}
 
 inline complex c_mul(complex a, complex b) {
     return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
@@ -45,13 +53,17 @@ inline complex c_div(complex a, complex b) {
 }
 
 // |z|^2, unscaled.
-inline double c_norm(complex z) { return z.re * z.re + z.im * z.im; }
+inline double c_norm(complex z) {
+    return z.re * z.re + z.im * z.im;
+}
 
 // |z|, scaled by the larger part so that no intermediate overflows.
 double c_abs(complex z);
 
 // Phase atan2(im, re), in (-pi, pi].
-inline double c_arg(complex z) { return std::atan2(z.im, z.re); }
+inline double c_arg(complex z) {
+    return std::atan2(z.im, z.re);
+}
 
 // exp(re) (cos im, sin im)
 complex c_exp(complex z);

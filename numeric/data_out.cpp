@@ -10,7 +10,9 @@ void fprint_complexvec(std::FILE *stream, int n, const complex *v) {
     }
 }
 
-void print_complexvec(int n, const complex *v) { fprint_complexvec(stdout, n, v); }
+void print_complexvec(int n, const complex *v) {
+    fprint_complexvec(stdout, n, v);
+}
 
 void fprint_doublevec(std::FILE *stream, int n, const double *v) {
     for (int i = 0; i < n; ++i) {
@@ -18,7 +20,9 @@ void fprint_doublevec(std::FILE *stream, int n, const double *v) {
     }
 }
 
-void print_doublevec(int n, const double *v) { fprint_doublevec(stdout, n, v); }
+void print_doublevec(int n, const double *v) {
+    fprint_doublevec(stdout, n, v);
+}
 
 void fprint_complexmat(std::FILE *stream, int n, const complex *const *m) {
     for (int j = 0; j < n; ++j) {
@@ -28,7 +32,9 @@ void fprint_complexmat(std::FILE *stream, int n, const complex *const *m) {
     }
 }
 
-void print_complexmat(int n, const complex *const *m) { fprint_complexmat(stdout, n, m); }
+void print_complexmat(int n, const complex *const *m) {
+    fprint_complexmat(stdout, n, m);
+}
 
 void fprint_doublemat(std::FILE *stream, int n, const double *const *m) {
     for (int j = 0; j < n; ++j) {
@@ -38,6 +44,8 @@ void fprint_doublemat(std::FILE *stream, int n, const double *const *m) {
     }
 }
 
-void print_doublemat(int n, const double *const *m) { fprint_doublemat(stdout, n, m); }
+void print_doublemat(int n, const double *const *m) {
+    fprint_doublemat(stdout, n, m);
+}
 
 } // namespace orvel

@@ -73,9 +73,7 @@ public:
         }
     }
 
-    TiltProblem tilt_problem() const {
-        return orvel::tilt_problem(sd, csd, potential.V.get());
-    }
+    TiltProblem tilt_problem() const { return orvel::tilt_problem(sd, csd, potential.V.get()); }
 
     // K_t of the tilt (h, g) in half base vectors.
     RealHkl tilt(double h, double g) const {

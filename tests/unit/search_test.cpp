@@ -104,8 +104,8 @@ TEST(TiltGrid, ATiltOfMinusOneIsTheBraggCondition) {
     calc_kxy_tilt(sd, csd.metric);
     const double abs_K = calc_abs_K(csd, 100.0);
     const RealHkl K_t = sd.grid.kxy[0];
-    EXPECT_NEAR(calc_excitation_error(K_t, calc_K_z(abs_K, K_t, csd.metric), abs_K, {2, -2, 0},
-                                      0.0, csd.metric),
+    EXPECT_NEAR(calc_excitation_error(K_t, calc_K_z(abs_K, K_t, csd.metric), abs_K, {2, -2, 0}, 0.0,
+                                      csd.metric),
                 0.0, 1e-15);
 }
 
@@ -162,8 +162,7 @@ TEST(BeamSearch, EdgeExcitationErrorIsTheLeastOverTheDiameter) {
     SearchGeometry geometry;
     geometry.beam = si111_beam();
     geometry.beam.H_tilt = 0.2;
-    geometry.beam.base_g2 =
-        zolz_ort_base(geometry.beam.inc_uvw, geometry.beam.base_g1, csd.metric);
+    geometry.beam.base_g2 = zolz_ort_base(geometry.beam.inc_uvw, geometry.beam.base_g1, csd.metric);
     geometry.disksize = 0.7;
     geometry.length_of_inc_uvw = abs_uvw(geometry.beam.inc_uvw, csd.metric);
     geometry.abs_K = calc_abs_K(csd, 100.0);
@@ -176,9 +175,8 @@ TEST(BeamSearch, EdgeExcitationErrorIsTheLeastOverTheDiameter) {
         for (int i = 0; i <= 1000; ++i) {
             const double h = 0.2 - 0.7 + 1.4 * i / 1000.0;
             const RealHkl K_t = {h, -h, 0.0};
-            const double s =
-                calc_excitation_error(K_t, calc_K_z(geometry.abs_K, K_t, csd.metric),
-                                      geometry.abs_K, g, 0.0, csd.metric);
+            const double s = calc_excitation_error(K_t, calc_K_z(geometry.abs_K, K_t, csd.metric),
+                                                   geometry.abs_K, g, 0.0, csd.metric);
             least = std::min(least, std::fabs(s));
             (s > 0 ? positive : negative) = true;
         }
@@ -228,7 +226,8 @@ TEST(BeamSearch, EndsWhereItCannotGoOn) {
     }
 }
 
-// --- Per-tilt selection ----------------------------------------------------------------------------
+// --- Per-tilt selection
+// ----------------------------------------------------------------------------
 
 TEST(Selection, ByTheExcitationErrorsOfTheTilt) {
     Problem p(srtio3, {{0, 0, 1}, {0, 0, 1}, {1, 0, 0}, 200.0},
@@ -243,8 +242,7 @@ TEST(Selection, ByTheExcitationErrorsOfTheTilt) {
         p.sd.beam_search.flag_bs = code;
         vg_select_info_ug(p.sd, p.potential.V.get(), w);
         vg_select_trans_ug(p.sd.reflections, w);
-        return std::vector<int>(w.index_list.data(),
-                                w.index_list.data() + w.n_exact + w.n_bethe);
+        return std::vector<int>(w.index_list.data(), w.index_list.data() + w.n_exact + w.n_bethe);
     };
     using List = std::vector<int>;
     BeamSearch &search = p.sd.beam_search;

@@ -25,7 +25,9 @@ double s_of(const Hkl &g, const Csd &csd) {
     return std::sqrt(sq_abs(hkl2rhkl(g), csd.metric)) / 2.0;
 }
 
-cplx value(complex z) { return {z.re, z.im}; }
+cplx value(complex z) {
+    return {z.re, z.im};
+}
 
 // An atom of the cell, as a textbook lists it.
 struct Atom {
@@ -49,8 +51,8 @@ cplx sum_over_atoms(const Hkl &g, const Csd &csd, const std::vector<Atom> &atoms
 
 TEST(StructureFactor, IsTheSumOverTheAtomsOfTheCell) {
     std::vector<Atom> zincblende;
-    for (const auto &[x, y, z] : {std::array{0.0, 0.0, 0.0}, {0.0, 0.5, 0.5}, {0.5, 0.0, 0.5},
-                                  {0.5, 0.5, 0.0}}) {
+    for (const auto &[x, y, z] :
+         {std::array{0.0, 0.0, 0.0}, {0.0, 0.5, 0.5}, {0.5, 0.0, 0.5}, {0.5, 0.5, 0.0}}) {
         zincblende.push_back({0, x, y, z});
         zincblende.push_back({1, x + 0.25, y + 0.25, z + 0.25});
     }
@@ -62,14 +64,18 @@ TEST(StructureFactor, IsTheSumOverTheAtomsOfTheCell) {
     } cases[] = {{gaas, zincblende}, {srtio3, perovskite}};
     for (const auto &[text, atoms] : cases) {
         const Csd csd = crystal_of(text);
-        for (const Hkl g : {Hkl{0, 0, 0}, {1, 1, 1}, {-1, -1, -1}, {2, 0, 0}, {3, -1, 1},
-                            {4, 2, -2}, {5, 3, 1}}) {
+        for (const Hkl g : {Hkl{0, 0, 0},
+                            {1, 1, 1},
+                            {-1, -1, -1},
+                            {2, 0, 0},
+                            {3, -1, 1},
+                            {4, 2, -2},
+                            {5, 3, 1}}) {
             const StructureFactor F = structure_factor_ext(g, csd, 200.0);
             EXPECT_EQ(F.status, 0);
             EXPECT_LT(std::abs(value(F.F) - sum_over_atoms(g, csd, atoms, 200.0)), 1e-12)
                 << text.name << g.h << g.k << g.l;
-            const complex both =
-                c_add(calc_Fg_ela(g, csd, 200.0), calc_Fg_inela(g, csd, 200.0));
+            const complex both = c_add(calc_Fg_ela(g, csd, 200.0), calc_Fg_inela(g, csd, 200.0));
             EXPECT_LT(c_abs(c_sub(both, F.F)), 1e-12);
         }
     }
@@ -100,15 +106,14 @@ TEST(StructureFactor, AnisotropicTemperatureFactorOfEachOperation) {
     const double s = s_of(g, csd);
     ScatteringFactors f;
     atom_bk(csd.bk[0], s, csd.sites[0].B, f, 100.0);
-    const cplx expected = cplx(atomsf_xdt(s * s, csd.xray[0]), f.f_abs) * 0.9 *
-                          std::exp(-exponent);
+    const cplx expected = cplx(atomsf_xdt(s * s, csd.xray[0]), f.f_abs) * 0.9 * std::exp(-exponent);
     EXPECT_LT(std::abs(value(calc_structure_factor(g, csd, 100.0).F) - expected), 1e-14);
     // Isotropic betas give back the isotropic factor.
     AtomSite &site = csd.sites[0];
     const double B = 0.7;
     const MetricTensor &r = csd.metric.reciprocal;
-    site.beta = {B * r.g11 / 4, B * r.g22 / 4, B * r.g33 / 4, B * r.g12 / 4, B * r.g31 / 4,
-                 B * r.g23 / 4};
+    site.beta = {B * r.g11 / 4, B * r.g22 / 4, B * r.g33 / 4,
+                 B * r.g12 / 4, B * r.g31 / 4, B * r.g23 / 4};
     EXPECT_NEAR(bij_to_beq(csd.metric, site), B, 1e-14);
 }
 
@@ -126,7 +131,9 @@ TEST(StructureFactor, InvalidCodesEndTheRun) {
     EXPECT_EQ(outcome_of([&] { calc_Fg_inela({2, 0, 0}, csd, 100.0); }).out, af);
     EXPECT_EQ(outcome_of([&] { calc_Fg_ela({2, 0, 0}, csd, 100.0); }).status, -1);
     csd.sites[0].bf = 7;
-    EXPECT_EQ(outcome_of([&] { calc_Fg_ela({2, 0, 0}, csd, 100.0); }).out,
+    EXPECT_EQ(outcome_of([&] {
+                  calc_Fg_ela({2, 0, 0}, csd, 100.0);
+              }).out,
               "ERROR: Invalid atom.bf. Abort.\n");
     csd.lof_type = 6;
     EXPECT_EQ(outcome_of([&] { lofg_to_fg({}, csd, 100.0); }).out, "$$ Invalid lof_type. Abort.\n");
@@ -225,14 +232,17 @@ TEST(Conversions, AreInversesAndGiveExtinctionDistances) {
 }
 
 TEST(ExtinctionDistance, OfSiliconAndAluminiumAsPublished) {
-    // Two-beam extinction distances at 100 kV in A, atoms at rest: P. Hirsch, A. Howie, R. Nicholson,
-    // D. Pashley & M. Whelan, Electron Microscopy of Thin Crystals (1965), table of chapter 3.
+    // Two-beam extinction distances at 100 kV in A, atoms at rest: P. Hirsch, A. Howie, R.
+    // Nicholson, D. Pashley & M. Whelan, Electron Microscopy of Thin Crystals (1965), table of
+    // chapter 3.
     const struct {
         const CrystalText &text;
         Hkl g;
         double xi;
-    } cases[] = {{aluminium, {1, 1, 1}, 556.0}, {aluminium, {2, 0, 0}, 673.0},
-                 {aluminium, {2, 2, 0}, 1057.0}, {silicon, {1, 1, 1}, 602.0},
+    } cases[] = {{aluminium, {1, 1, 1}, 556.0},
+                 {aluminium, {2, 0, 0}, 673.0},
+                 {aluminium, {2, 2, 0}, 1057.0},
+                 {silicon, {1, 1, 1}, 602.0},
                  {silicon, {2, 2, 0}, 757.0}};
     for (const auto &[text, g, xi] : cases) {
         Csd csd = crystal_of(text);

@@ -121,8 +121,7 @@ TEST_P(BothSolvers, ZoneAxisKeepsTheSymmetryOfTheCrystal) {
     const Matrix<double> turned = p.intensities(p.tilt(-0.1, 0.3));
     const Matrix<double> mirrored = p.intensities(p.tilt(0.3, -0.1));
     const auto find = [&](Hkl g) {
-        return std::find(p.sd.beams.hkl.begin(), p.sd.beams.hkl.end(), g) -
-               p.sd.beams.hkl.begin();
+        return std::find(p.sd.beams.hkl.begin(), p.sd.beams.hkl.end(), g) - p.sd.beams.hkl.begin();
     };
     EXPECT_GT(at[0][0], 0.01); // there is something to compare
     for (std::size_t o = 0; o < 25; ++o) {
@@ -135,7 +134,7 @@ TEST_P(BothSolvers, ZoneAxisKeepsTheSymmetryOfTheCrystal) {
 }
 
 TEST(Friedel, LawIsKeptBySiliconAndBrokenByGaAs) {
-    const std::vector<Hkl> beams = {{0, 0, 0},  {1, -1, 1}, {-1, 1, -1}, {0, 0, 2},
+    const std::vector<Hkl> beams = {{0, 0, 0},  {1, -1, 1},  {-1, 1, -1}, {0, 0, 2},
                                     {0, 0, -2}, {1, -1, -1}, {-1, 1, 1}};
     const auto difference = [&](const CrystalText &crystal) {
         Problem p(crystal, {{1, 1, 0}, {1, 1, 0}, {0, 0, 2}, 200.0}, beams, 7);
@@ -204,8 +203,7 @@ TEST(BetheFolding, FormsAgreeWithoutCouplingOfBetheBeams) {
         double largest = 0.0;
         for (int i = 0; i < n; ++i) {
             for (int j = 0; j < n; ++j) {
-                largest =
-                    std::max(largest, c_abs(c_sub(generalized[i][j], simple[i][j])));
+                largest = std::max(largest, c_abs(c_sub(generalized[i][j], simple[i][j])));
                 if (m == 0) {
                     EXPECT_EQ(simple[i][j].re, A[i][j].re);
                 }
@@ -247,12 +245,12 @@ TEST(BetheFolding, WeakBeamsMendTheIntensities) {
     inner.resize(37);
     const Matrix<double> dropped = solve(inner, 37);
     for (int o = 0; o < 3; ++o) {
-        EXPECT_LT(std::fabs(folded[o][0] - exact[o][0]),
-                  std::fabs(dropped[o][0] - exact[o][0]));
+        EXPECT_LT(std::fabs(folded[o][0] - exact[o][0]), std::fabs(dropped[o][0] - exact[o][0]));
     }
 }
 
-// --- Dynamical matrix ------------------------------------------------------------------------------
+// --- Dynamical matrix
+// ------------------------------------------------------------------------------
 
 TEST(DynamicalMatrix, ElementsFromPotentialAndGeometry) {
     Problem p(gaas, {{1, 1, 0}, {1, 1, 1}, {0, 0, 2}, 200.0},
@@ -275,7 +273,8 @@ TEST(DynamicalMatrix, ElementsFromPotentialAndGeometry) {
     EXPECT_EQ(w.beta[0], 1.0);
 }
 
-// --- Branches --------------------------------------------------------------------------------------
+// --- Branches
+// --------------------------------------------------------------------------------------
 
 TEST(LimitedBranch, KeepsTheFewestThatCarryTheShare) {
     const complex alpha[] = {{0.1, 0.0}, {0.0, 0.8}, {0.5, 0.0}, {0.3, 0.1}};
@@ -328,8 +327,8 @@ TEST(Amplitude, OfABeamOutsideTheMatrixIsZero) {
 }
 
 TEST(Amplitude, CoherentTwinCarriesThePhase) {
-    Problem p(gaas, {{1, 1, 0}, {1, 1, 0}, {0, 0, 2}, 200.0},
-              {{0, 0, 0}, {0, 0, 2}, {1, -1, 1}}, 3);
+    Problem p(gaas, {{1, 1, 0}, {1, 1, 0}, {0, 0, 2}, 200.0}, {{0, 0, 0}, {0, 0, 2}, {1, -1, 1}},
+              3);
     p.sd.thicknesses = {250.0, 700.0};
     const Matrix<double> intensity = p.intensities(p.tilt(0.1, 0.0));
     WorkCalInt w = p.work();
@@ -351,7 +350,8 @@ TEST(Amplitude, CoherentTwinCarriesThePhase) {
     EXPECT_EQ(refused.status, 1);
 }
 
-// --- Perturbation ----------------------------------------------------------------------------------
+// --- Perturbation
+// ----------------------------------------------------------------------------------
 
 TEST(Perturbation, FirstOrderIntensitiesConvergeQuadratically) {
     Problem p(gaas, {{1, 1, 0}, {1, 1, 0}, {0, 0, 2}, 200.0},
