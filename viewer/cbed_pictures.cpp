@@ -11,9 +11,9 @@ namespace orvel {
 
 namespace {
 
-constexpr double strip_height = 72.0;
 constexpr Rgb white{255, 255, 255};
 constexpr Rgb black{0, 0, 0};
+const TextStyle caption_style{12.0, {black, 1.6, 1.0}, Anchor::left, false};
 
 std::string hkl_text(const Hkl &g) {
     return std::to_string(g.h) + " " + std::to_string(g.k) + " " + std::to_string(g.l);
@@ -23,17 +23,6 @@ std::string hkl_text(const Hkl &g) {
 double fraction_of(const CbedImage &image, double value, double low, double high) {
     const double f = std::pow(std::clamp((value - low) / (high - low), 0.0, 1.0), image.gamma);
     return image.reversed ? 1.0 - f : f;
-}
-
-Rgb phase_colour(const CbedImage &image, double phase, double intensity_value) {
-    CbedImage shown = image;
-    shown.reversed = false;
-    const double light = fraction_of(shown, intensity_value, image.min, image.max);
-    const Rgb c = colour_at(phase_map(), 0.5 + phase / (2.0 * std::numbers::pi));
-    const auto dim = [light](std::uint8_t v) {
-        return static_cast<std::uint8_t>(std::lround(light * v));
-    };
-    return {dim(c.r), dim(c.g), dim(c.b)};
 }
 
 Rgb grey_of(const CbedImage &image, double value, CbedQuantity quantity) {
@@ -50,7 +39,8 @@ Rgb sample_colour(const CbedRun &run, const CbedImage &image, CbedQuantity quant
                   std::size_t index) {
     const double value = intensity(run.pattern, image, index);
     if (quantity == CbedQuantity::phase && std::isfinite(value)) {
-        return phase_colour(image, std::atan2(image.imaginary[index], image.values[index]), value);
+        const double phase = std::atan2(image.imaginary[index], image.values[index]);
+        return colour_at(phase_map(), 0.5 + phase / (2.0 * std::numbers::pi));
     }
     return grey_of(image, quantity == CbedQuantity::modulus ? std::sqrt(value) : value, quantity);
 }
@@ -60,7 +50,8 @@ struct Frame {
     const DiscLayout &layout;
     double unit = 1.0; // pixels a sample
     Point2 at(double x, double y) const {
-        return {(x - layout.low.x) * unit, (layout.high.y - y) * unit};
+        return {pattern_margin + (x - layout.low.x) * unit,
+                pattern_margin + (layout.high.y - y) * unit};
     }
 };
 
@@ -146,23 +137,22 @@ void draw_labels(Picture &picture, const Frame &frame, const CbedRun &run, bool 
     }
 }
 
-// Scale bars in 1/A and, where the voltage is known, in mrad; returns where the text may begin.
-double draw_scale_bars(Picture &picture, const Frame &frame, const Facts &facts, double top) {
+// Scale bars in 1/A and, where the voltage is known, in mrad, side by side.
+void draw_scale_bars(Picture &picture, const Frame &frame, const Facts &facts, double y) {
     const double per_pixel = frame.layout.sample_per_A / frame.unit;
-    const auto bar = [&](double unit, const std::string &name, double y) {
-        const double length = round_length(160.0 * unit);
+    double left = pattern_margin;
+    const auto bar = [&](double unit, const std::string &name) {
+        const double length = round_length(180.0 * unit);
         const double pixels = length / unit;
-        fill_box(picture, {16.0, y - 3.0}, pixels, 6.0, black);
+        fill_box(picture, {left, y - 3.0}, pixels, 6.0, black);
         const std::string text = number_text(length, 3) + " " + name;
-        draw_text(picture, text, {26.0 + pixels, y},
-                  {11.0, {black, 1.5, 1.0}, Anchor::left, false});
-        return 26.0 + pixels + text_width(text, 11.0);
+        draw_text(picture, text, {left + pixels + 10.0, y}, caption_style);
+        left += pixels + text_width(text, caption_style.size) + 40.0;
     };
-    double right = bar(per_pixel, "1/\u00c5", top + 24.0);
+    bar(per_pixel, "1/\u00c5");
     if (facts.wavelength) {
-        right = std::max(right, bar(1000.0 * *facts.wavelength * per_pixel, "mrad", top + 50.0));
+        bar(1000.0 * *facts.wavelength * per_pixel, "mrad");
     }
-    return right + 40.0;
 }
 
 std::string fact(const Facts &facts, const char *label) {
@@ -171,17 +161,33 @@ std::string fact(const Facts &facts, const char *label) {
     return at == facts.lines.end() ? "" : at->second;
 }
 
-std::string caption(const Facts &facts, const CbedImage &image) {
-    std::string text = facts.title;
+std::vector<std::string> caption(const Facts &facts, const CbedImage &image) {
+    std::vector<std::string> parts = {facts.title};
     for (const char *label : {"Crystal", "Zone"}) {
-        const std::string value = fact(facts, label);
-        text += value.empty() ? "" : ", " + value;
+        if (const std::string value = fact(facts, label); !value.empty()) {
+            parts.push_back(value);
+        }
     }
     if (facts.wavelength) {
         const std::string value = fact(facts, "Voltage");
-        text += ", " + value.substr(0, value.find(" ("));
+        parts.push_back(value.substr(0, value.find(" (")));
     }
-    return text + ", t = " + number_text(image.thickness) + " \u00c5";
+    parts.push_back("t = " + number_text(image.thickness) + " \u00c5");
+    return parts;
+}
+
+// The parts of a caption in lines that are no wider than the picture.
+std::vector<std::string> lines_of(const std::vector<std::string> &parts, double width) {
+    std::vector<std::string> lines = {parts.front()};
+    for (std::size_t i = 1; i < parts.size(); ++i) {
+        const std::string longer = lines.back() + ", " + parts[i];
+        if (text_width(longer, caption_style.size) <= width) {
+            lines.back() = longer;
+        } else {
+            lines.push_back(parts[i]);
+        }
+    }
+    return lines;
 }
 
 std::vector<Curve> curves_of(const CbedRun &run, const CbedImage &image) {
@@ -218,7 +224,7 @@ std::vector<NamedPicture> thickness_curves(const CbedRun &run, const Facts &fact
 
 int pixels_per_sample(const CbedImage &image, const DiscLayout &layout) {
     const double extent = std::max(layout.high.x - layout.low.x, layout.high.y - layout.low.y);
-    const double unit = std::max(1.0, std::floor(1200.0 / extent)) * image.magnification;
+    const double unit = std::max(1.0, std::floor(1600.0 / extent)) * image.magnification;
     if (unit * extent > 1e5) {
         input_exit("$$ %s: magnification %d makes no picture. Abort.", image.file.c_str(),
                    image.magnification);
@@ -230,10 +236,16 @@ Picture cbed_picture(const CbedRun &run, const CbedImage &image, CbedQuantity qu
                      const Facts &facts) {
     const DiscLayout layout = lay_out_discs(run);
     const Frame frame{layout, static_cast<double>(pixels_per_sample(image, layout))};
-    const double width = std::ceil((layout.high.x - layout.low.x) * frame.unit);
-    const double height = std::ceil((layout.high.y - layout.low.y) * frame.unit);
+    const double width =
+        std::ceil((layout.high.x - layout.low.x) * frame.unit + 2.0 * pattern_margin);
+    const double height =
+        std::ceil((layout.high.y - layout.low.y) * frame.unit + 2.0 * pattern_margin);
+    const std::vector<std::string> lines =
+        lines_of(caption(facts, image), width - 2.0 * pattern_margin);
+    const double line_height = 28.0;
+    const double strip = line_height * (static_cast<double>(lines.size()) + 1.0) + 16.0;
     const bool on_bright = image.reversed && quantity != CbedQuantity::phase;
-    Picture picture = blank_picture(width, height + strip_height, on_bright ? white : black);
+    Picture picture = blank_picture(width, height + strip, on_bright ? white : black);
     if (quantity == CbedQuantity::sum) {
         draw_sum(picture, frame, run, image);
     } else {
@@ -243,10 +255,13 @@ Picture cbed_picture(const CbedRun &run, const CbedImage &image, CbedQuantity qu
         }
     }
     draw_labels(picture, frame, run, on_bright);
-    fill_box(picture, {0.0, height}, width, strip_height, white);
-    const double left = draw_scale_bars(picture, frame, facts, height);
-    draw_text(picture, caption(facts, image), {left, height + 24.0},
-              {11.0, {black, 1.5, 1.0}, Anchor::left, false});
+    fill_box(picture, {0.0, height}, width, strip, white);
+    draw_scale_bars(picture, frame, facts, height + line_height);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        draw_text(picture, lines[i],
+                  {pattern_margin, height + line_height * (static_cast<double>(i) + 2.0)},
+                  caption_style);
+    }
     return picture;
 }
 
@@ -261,8 +276,8 @@ std::vector<NamedPicture> cbed_pictures(const CbedRun &run, const Facts &facts) 
         if (run.pattern.grid.shape == TiltShape::line) {
             pictures.push_back(
                 {stem + ".png",
-                 curve_chart(curves_of(run, image),
-                             {caption(facts, image), "tilt H (half base vectors)", "intensity"})});
+                 curve_chart(curves_of(run, image), {lines_of(caption(facts, image), 1e9).front(),
+                                                     "tilt H (half base vectors)", "intensity"})});
             continue;
         }
         const auto add = [&](const char *suffix, CbedQuantity quantity) {

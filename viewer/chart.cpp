@@ -63,6 +63,13 @@ std::string tick_text(double value, const std::vector<double> &ticks) {
     return text;
 }
 
+Rgb mixed(Rgb from, Rgb to, double share) {
+    const auto mix = [share](std::uint8_t a, std::uint8_t b) {
+        return static_cast<std::uint8_t>(std::lround(a + share * (b - a)));
+    };
+    return {mix(from.r, to.r), mix(from.g, to.g), mix(from.b, to.b)};
+}
+
 TextStyle style(double size, Anchor anchor, bool upwards = false) {
     return {size, {ink, 1.5, 1.0}, anchor, upwards};
 }
@@ -124,7 +131,7 @@ void draw_curve(Picture &picture, const Curve &curve, Rgb colour, const Box &box
             const double weight =
                 std::clamp(0.5 * (curve.weight[i] + curve.weight[i + 1]), 0.0, 1.0);
             pen.width = 1.0 + 9.0 * weight;
-            pen.opacity = 0.25 + 0.75 * std::sqrt(weight);
+            pen.colour = mixed(white, colour, 0.25 + 0.75 * std::sqrt(weight));
         }
         draw_line(picture, place(i), place(i + 1), pen);
     }

@@ -13,7 +13,7 @@ struct Curve {
     std::string name;
     std::vector<double> x;
     std::vector<double> y;      // what is not finite is left out
-    std::vector<double> weight; // 0 to 1 a point: thickness and density of the line; may be empty
+    std::vector<double> weight; // 0 to 1 a point: thickness and strength of the line; or empty
 };
 
 struct ChartText {

@@ -11,6 +11,9 @@ namespace {
 
 std::string cell_text(const CellConstants &cell) {
     const auto &[a, b, c, alpha, beta, gamma] = cell;
+    if (a == b && b == c && alpha == 90.0 && beta == 90.0 && gamma == 90.0) {
+        return "a = b = c = " + number_text(a) + " \u00c5";
+    }
     return "a, b, c = " + number_text(a) + ", " + number_text(b) + ", " + number_text(c) +
            " \u00c5; \u03b1, \u03b2, \u03b3 = " + number_text(alpha) + ", " + number_text(beta) +
            ", " + number_text(gamma) + "\u00b0";

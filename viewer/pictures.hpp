@@ -22,11 +22,15 @@ struct NamedPicture {
 enum class CbedQuantity { intensity, modulus, phase, sum };
 
 // Pixels a sample: the magnification of the script times the largest whole number that keeps a
-// pattern of magnification 1 within 1200 pixels.
+// pattern of magnification 1 within 1600 pixels.
 int pixels_per_sample(const CbedImage &image, const DiscLayout &layout);
 
-// One thickness of an area of tilts. The pattern's lower left corner stands at the left edge, the
-// strip with scale bars and text below it; a sample is a square of pixels_per_sample.
+// Free pixels around a pattern.
+inline constexpr double pattern_margin = 16.0;
+
+// One thickness of an area of tilts, a strip with scale bars and text below it. The upper left
+// corner of the layout stands at (pattern_margin, pattern_margin); a sample is a square of
+// pixels_per_sample.
 Picture cbed_picture(const CbedRun &run, const CbedImage &image, CbedQuantity quantity,
                      const Facts &facts);
 

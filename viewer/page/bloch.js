@@ -2,13 +2,13 @@
 
 class BlochPage {
     constructor() {
-        this.state = { map: 'viridis', gamma: 1, reversed: false, common: true, width: 20 };
+        this.state = { map: 'viridis', gamma: 1, reversed: false, common: true, width: 15.5 };
         this.maps = [];
         this.rasters = [];
         this.panels = el('div', { className: 'panels' });
         this.readout = el('p', { className: 'readout', role: 'status', id: 'readout' });
         document.getElementById('main').append(
-            el('div', { className: 'view' }, this.readout, this.panels),
+            el('div', { className: 'view' }, this.panels, this.readout),
             el('div', { className: 'settings' }, ...this.settings()));
         showFacts([...data.facts, ['Base vectors', data.g1 ?
             `${number(1 / data.g1)} \u00c5 each, perpendicular` : 'equally long, perpendicular']]);
@@ -26,7 +26,7 @@ class BlochPage {
         check('Densities in one range', 'common', true, set('common')),
         check('Reversed contrast', 'reversed', false, set('reversed')),
         mapChoice(this.state.map, set('map'))),
-        group('View', slider('Panel width', { id: 'panel-width', min: 12, max: 48, step: 1, value: 20,
+        group('View', slider('Panel width', { id: 'panel-width', min: 12, max: 48, step: 0.5, value: 15.5,
             text: (v) => `${v} em` }, set('width')).node)];
         if (data.list.length > 0) {
             groups.push(el('details', { open: data.list.length < 12 },
@@ -44,15 +44,16 @@ class BlochPage {
     }
 
     build() {
-        this.add('Potential, real part (V)', 'potential-re', (values) => extent([values]), false, 'V');
-        this.add('Potential, imaginary part (V)', 'potential-im', (values) => extent([values]), false, 'V');
+        this.add('Potential, real part (V)', 'potential-re', (values) => extent([values]), false, 'V', 'elastic');
+        this.add('Potential, imaginary part (V)', 'potential-im', (values) => extent([values]), false, 'V',
+            'absorptive');
         for (const state of data.states) {
             const title = `Branch ${state.branch}`;
             const small = `\u03bb = ${number(state.eigenvalue, 4)} 1/\u00c5\u00b2, |\u03b1|\u00b2 = ${number(state.excitation, 4)}`;
             this.add(`${title}, density`, 'density' + state.branch,
                 (values) => this.densityRange(values), false, '', small);
             this.add(`${title}, phase (rad)`, 'phase' + state.branch,
-                () => [-Math.PI, Math.PI], true, '', '');
+                () => [-Math.PI, Math.PI], true, '', 'undefined where the density is 0');
         }
     }
 
@@ -62,8 +63,7 @@ class BlochPage {
         const values = block(name, Float32Array);
         const [nx, ny] = [data.nx, data.ny];
         this.panels.append(el('figure', {}, el('figcaption', {}, title,
-            ...(small ? [el('br'), el('small', { textContent: small })] :
-                cyclic ? [el('br'), el('small', { textContent: 'colour is the phase' })] : [])), raster.box));
+            el('br'), el('small', { textContent: small })), raster.box));
         raster.onPoint = (at) => this.point(at);
         this.rasters.push({ raster, title, values });
         const scale = data.g1 ? 1 / data.g1 : 1;
@@ -71,16 +71,14 @@ class BlochPage {
         this.maps.push(() => {
             const [low, high] = range(values);
             const colours = cyclic ? phaseTable : colourTables[this.state.map];
-            const grade = grader({ min: low, max: high, gamma: cyclic ? 1 : this.state.gamma,
+            const paint = painter(colours, { min: low, max: high, gamma: cyclic ? 1 : this.state.gamma,
                 reversed: !cyclic && this.state.reversed, log: false });
             raster.set({ nx, ny, x: data.x.map((v) => v * scale), y: data.y.map((v) => v * scale),
                 xLabel: 'x' + unitText, yLabel: 'y' + unitText,
-                colour: (column, line) => {
-                    const i = 3 * grade(values[column * ny + line]);
-                    return i < 0 ? notANumber : [colours[i], colours[i + 1], colours[i + 2]];
-                },
+                colour: (column, line) => paint(values[column * ny + line]),
                 value: (column, line) => values[column * ny + line],
-                bar: { table: colours, low: number(low, 3), high: number(high, 3), label: unit,
+                bar: { table: colours, low: cyclic ? '\u2212\u03c0' : rangeText(low, high),
+                    high: cyclic ? '\u03c0' : rangeText(high, low), label: unit,
                     reversed: !cyclic && this.state.reversed } });
         });
     }

@@ -3,13 +3,13 @@
 
 const cbed = {
     coherent: data.kind === 'coherent',
-    H: block('H', Float32Array),
-    G: block('G', Float32Array),
-    inside: block('inside', Uint8Array),
 };
 
-// Slots of the points inside the disc in the packed values.
+// The grid, and the slots of its points inside the disc in the packed values.
 cbed.prepare = function () {
+    this.H = block('H', Float32Array);
+    this.G = block('G', Float32Array);
+    this.inside = block('inside', Uint8Array);
     this.slot = new Int32Array(this.inside.length).fill(-1);
     this.count = 0;
     this.inside.forEach((inside, p) => {
@@ -38,6 +38,12 @@ cbed.value = function (quantity, t, r, p) {
     const at = r * this.count + slot;
     const re = block('re' + t, Float32Array)[at];
     return quantities[quantity].of(re, this.coherent ? block('im' + t, Float32Array)[at] : 0);
+};
+
+// Whether any two discs overlap.
+cbed.overlap = function () {
+    return data.xs.some((x, i) => data.ys.some((y, j) =>
+        j < i && Math.hypot(x - data.xs[j], data.ys[i] - y) < data.side));
 };
 
 // Overlapping discs, each moved to the nearest whole sample: sums of amplitudes, squared, or of
@@ -75,9 +81,9 @@ cbed.sum = function (t) {
 class CbedPage {
     constructor() {
         const first = data.images[0];
-        this.state = { t: 0, quantity: 'intensity', gamma: first.gamma, min: first.min,
+        this.state = { t: 0, quantity: cbed.coherent && cbed.overlap() ? 'sum' : 'intensity', gamma: first.gamma, min: first.min,
             max: first.max, reversed: first.reversed, log: false, map: 'grey', labels: true,
-            outlines: true, weighted: true, ownRange: false, chosen: null };
+            outlines: true, weighted: false, ownRange: false, chosen: null };
         this.sums = new Map();
         this.stage = el('div', { className: 'stage' });
         this.readout = el('p', { className: 'readout', role: 'status', id: 'readout' });
@@ -115,9 +121,8 @@ class CbedPage {
         this.min = numberInput('min', state.min, (v) => this.ownRange('min', v));
         this.max = numberInput('max', state.max, (v) => this.ownRange('max', v));
         const shown = cbed.coherent ?
-            { intensity: 'Intensity of discs', modulus: 'Modulus of discs', phase: 'Phase of discs',
-                sum: 'Coherent sum of discs' } :
-            { intensity: 'Discs', sum: 'Sum of overlapping discs' };
+            { sum: 'Coherent sum', intensity: 'Intensity', modulus: 'Modulus', phase: 'Phase' } :
+            { intensity: 'Discs', sum: 'Sum of discs' };
         return [
             this.thicknessGroup(),
             group('Show', choice('Quantity', 'quantity', shown, state.quantity, set('quantity')),
@@ -198,41 +203,34 @@ class CbedPage {
         return this.sums.get(t);
     }
 
-    grader() {
-        const { quantity, min, max, gamma, reversed, log } = this.state;
+    painter() {
+        const { quantity, min, max, gamma, reversed, log, map } = this.state;
         const root = quantity === 'modulus';
         const range = (v) => root ? Math.sqrt(Math.max(0, v)) : v;
-        return grader({ min: range(min), max: Math.max(range(max), range(min) * (1 + 1e-9) + 1e-30), gamma,
-            reversed, log });
+        const low = range(min);
+        const high = Math.max(range(max), low + 1e-9 * Math.abs(low) + 1e-30);
+        return painter(colourTables[map], { min: low, max: high, gamma, reversed, log });
     }
 
-    // The colour of a reflection's point, or null outside the disc.
+    // The packed colour of a reflection's points, 0 outside the disc.
     colourOf(r) {
-        const { quantity, t, map, weighted, min, max, gamma, log } = this.state;
-        const colours = colourTables[map];
+        const { quantity, t, weighted, min, max, gamma, log } = this.state;
         if (quantity === 'phase') {
             const dim = grader({ min, max, gamma, reversed: false, log });
             return (p) => {
                 const phase = cbed.value('phase', t, r, p);
-                if (phase === undefined) {
-                    return null;
-                }
                 if (!Number.isFinite(phase)) {
-                    return notANumber;
+                    return phase === undefined ? 0 : notANumber;
                 }
-                const i = 3 * Math.round(255 * (phase / (2 * Math.PI) + 0.5));
+                const colour = phaseTable[Math.round(255 * (phase / (2 * Math.PI) + 0.5))];
                 const light = weighted ? dim(cbed.value('intensity', t, r, p)) / 255 : 1;
-                return [phaseTable[i] * light, phaseTable[i + 1] * light, phaseTable[i + 2] * light];
+                return packed(...unpacked(colour).map((part) => light * part));
             };
         }
-        const grade = this.grader();
+        const paint = this.painter();
         return (p) => {
             const value = cbed.value(quantity, t, r, p);
-            if (value === undefined) {
-                return null;
-            }
-            const i = 3 * grade(value);
-            return i < 0 ? notANumber : [colours[i], colours[i + 1], colours[i + 2]];
+            return value === undefined ? 0 : paint(value);
         };
     }
 
@@ -240,13 +238,10 @@ class CbedPage {
         const n = data.side;
         if (this.state.quantity === 'sum') {
             const sum = this.sumOf(this.state.t);
-            const grade = this.grader();
-            const colours = colourTables[this.state.map];
-            const image = rasterImage(sum.nx, sum.ny, (column, r) => {
-                const cell = r * sum.nx + column;
-                const i = 3 * grade(sum.values[cell]);
-                return sum.discs[cell] === 0 ? null :
-                    i < 0 ? notANumber : [colours[i], colours[i + 1], colours[i + 2]];
+            const paint = this.painter();
+            const image = rasterImage(sum.nx, sum.ny, (column, line) => {
+                const cell = line * sum.nx + column;
+                return sum.discs[cell] === 0 ? 0 : paint(sum.values[cell]);
             });
             return [{ left: sum.left, bottom: sum.bottom, nx: sum.nx, ny: sum.ny, image }];
         }
@@ -260,9 +255,7 @@ class CbedPage {
 
     background() {
         const { quantity, reversed, map } = this.state;
-        const colours = colourTables[map];
-        const at = quantity === 'phase' ? 0 : reversed ? 3 * 255 : 0;
-        return quantity === 'phase' ? [0, 0, 0] : [colours[at], colours[at + 1], colours[at + 2]];
+        return quantity === 'phase' ? [0, 0, 0] : unpacked(colourTables[map][reversed ? 255 : 0]);
     }
 
     changed() {
@@ -466,7 +459,7 @@ class CbedPage {
 // A line of tilts: rocking curves.
 class RockingPage {
     constructor() {
-        this.state = { t: 0, quantity: 'intensity', log: false };
+        this.state = { t: 0, quantity: cbed.coherent && cbed.overlap() ? 'sum' : 'intensity', log: false };
         this.shown = new Set(data.reflections.map((_, r) => r).slice(0, 8));
         this.plot = new Plot('Rocking curves');
         this.plot.box.classList.add('stage');

@@ -22,7 +22,9 @@ function block(name, Type) {
 function el(tag, properties, ...children) {
     const node = document.createElement(tag);
     for (const [name, value] of Object.entries(properties || {})) {
-        if (name in node && name !== 'list') {
+        if (name === 'ariaLabel') {
+            node.setAttribute('aria-label', value);
+        } else if (name in node) {
             node[name] = value;
         } else {
             node.setAttribute(name, value);
@@ -74,21 +76,26 @@ function drawHkl(context, hkl, x, y, size) {
     return total;
 }
 
-// A colour table: 256 x 3 bytes.
+// A colour as the number that four bytes of an image make; 0 is nothing at all.
+function packed(r, g, b) {
+    return (0xff000000 | Math.round(b) << 16 | Math.round(g) << 8 | Math.round(r)) >>> 0;
+}
+function unpacked(colour) {
+    return [colour & 255, colour >> 8 & 255, colour >> 16 & 255];
+}
+
+// A colour table: 256 packed colours.
 function colourTable(hex) {
-    const table = new Uint8Array(768);
-    for (let i = 0; i < 768; ++i) {
-        table[i] = parseInt(hex.substr(2 * i, 2), 16);
-    }
-    return table;
+    return Uint32Array.from({ length: 256 }, (_, i) => packed(
+        ...[0, 2, 4].map((digit) => parseInt(hex.slice(6 * i + digit, 6 * i + digit + 2), 16))));
 }
 const colourTables = Object.fromEntries(
     Object.entries(data.maps).map(([name, hex]) => [name, colourTable(hex)]));
 const phaseTable = colourTable(data.phaseMap);
-const notANumber = [230, 0, 130];
+const notANumber = packed(230, 0, 130);
 
-function rgb(table, index) {
-    return `rgb(${table[3 * index]} ${table[3 * index + 1]} ${table[3 * index + 2]})`;
+function rgb(colour) {
+    return `rgb(${unpacked(colour).join(' ')})`;
 }
 
 // Eight colours that stay apart for colour-blind eyes (M. Okabe and K. Ito, 2008; the yellow is
@@ -103,6 +110,13 @@ function seriesColour(i) {
 
 function cssColour(name) {
     return getComputedStyle(document.documentElement).getPropertyValue('--' + name).trim();
+}
+
+// A colour "#rrggbb" mixed into another by a share of 0 to 1.
+function mixed(colour, into, share) {
+    const part = (hex, i) => parseInt(hex.slice(1 + 2 * i, 3 + 2 * i), 16);
+    return `rgb(${[0, 1, 2].map((i) =>
+        Math.round(part(into, i) + share * (part(colour, i) - part(into, i)))).join(' ')})`;
 }
 
 const fontFamily = '"Segoe UI", "Helvetica Neue", Roboto, "Liberation Sans", sans-serif';

@@ -1,12 +1,15 @@
 // The page of dispersion surfaces: branches against the tilt with their excitation as weight,
 // amplitudes and intensities beside them; maps for an area of tilts.
 
-const surface = {
-    H: block('H', Float64Array), G: block('G', Float64Array), Kn: block('Kn', Float64Array),
-    kn: block('kn', Float64Array), knIm: block('kn-im', Float32Array),
-    gamma: block('gamma', Float32Array), gammaIm: block('gamma-im', Float32Array),
-    excitation: block('excitation', Float32Array), amplitude: block('amplitude', Float32Array),
-    phase: block('phase', Float32Array), intensity: block('intensity', Float32Array),
+const surface = {};
+surface.prepare = function () {
+    Object.assign(this, {
+        H: block('H', Float64Array), G: block('G', Float64Array), Kn: block('Kn', Float64Array),
+        kn: block('kn', Float64Array), knIm: block('kn-im', Float32Array),
+        gamma: block('gamma', Float32Array), gammaIm: block('gamma-im', Float32Array),
+        excitation: block('excitation', Float32Array), amplitude: block('amplitude', Float32Array),
+        phase: block('phase', Float32Array), intensity: block('intensity', Float32Array),
+    });
 };
 
 // Quantities of a branch at a point.
@@ -149,18 +152,15 @@ class DispsurfPage {
             const values = this.points.map(value);
             const phases = cyclic && this.state.wave === 'phase';
             const [low, high] = phases ? [-Math.PI, Math.PI] : extent([values]);
-            const grade = grader({ min: low, max: high, gamma: 1, reversed: false, log: false });
             const colours = phases ? phaseTable : colourTables[this.state.map];
+            const paint = painter(colours, { min: low, max: high, gamma: 1, reversed: false, log: false });
             raster.set({ nx: n, ny: rows,
                 x: repeated ? [1, n] : [surface.H[0], surface.H[n - 1]],
                 y: repeated ? [1, rows] : [surface.G[0], surface.G[data.points - 1]],
                 xLabel: repeated ? 'point' : 'H', yLabel: repeated ? 'row' : 'G',
-                colour: (column, line) => {
-                    const i = 3 * grade(values[line * n + column]);
-                    return i < 0 ? notANumber : [colours[i], colours[i + 1], colours[i + 2]];
-                },
+                colour: (column, line) => paint(values[line * n + column]),
                 value: (column, line) => values[line * n + column],
-                bar: { table: colours, low: number(low, 3), high: number(high, 3) } });
+                bar: { table: colours, low: rangeText(low, high), high: rangeText(high, low) } });
         });
     }
 
@@ -196,4 +196,9 @@ class DispsurfPage {
             data.reflections.map((hkl, o) => [hklText(hkl), ...data.thicknesses.map((_, t) =>
                 number(surface.intensity[o * data.thicknesses.length + t], 6))])));
     }
+}
+
+function startDispsurf() {
+    surface.prepare();
+    return new DispsurfPage();
 }

@@ -50,13 +50,13 @@ class PatternView {
     }
 
     // Pixels a sample at magnification 1: as large as the stage allows, a whole number of device
-    // pixels where one fits, so that samples are equal squares.
+    // pixels where that costs little, so that samples are equal squares.
     fitScale() {
         const { low, high } = this.content;
         const scale = Math.min((this.host.clientWidth - 24) / (high[0] - low[0]),
             (this.host.clientHeight - 24) / (high[1] - low[1]));
         const ratio = window.devicePixelRatio || 1;
-        return scale * ratio >= 1 ? Math.floor(scale * ratio) / ratio : scale;
+        return scale * ratio >= 4 ? Math.floor(scale * ratio) / ratio : scale;
     }
 
     scale() {
@@ -113,7 +113,7 @@ class PatternView {
             pressed.centre = from;
         } else if (pressed && Math.hypot(event.offsetX - pressed.x, event.offsetY - pressed.y) > 4) {
             this.line = { from: pressed.at, to: at };
-            this.onProfile(this.line);
+            pressed.drawn = true;
         }
         this.onPoint(at);
         this.draw();
@@ -122,7 +122,10 @@ class PatternView {
     release(event) {
         const pressed = this.pressed;
         this.pressed = null;
-        if (pressed && !pressed.pan &&
+        // The profile opens now, not during the drag: it takes room from the stage.
+        if (pressed && pressed.drawn) {
+            this.onProfile(this.line);
+        } else if (pressed && !pressed.pan &&
             Math.hypot(event.offsetX - pressed.x, event.offsetY - pressed.y) <= 4) {
             this.onClick(pressed.at);
         }

@@ -47,7 +47,7 @@ function extent(arrays) {
     return low > high ? [0, 1] : low === high ? [low - 0.5, high + 0.5] : [low, high];
 }
 
-// A frame with ticks and labels; returns nothing, draws with the box {left, top, width, height}.
+// A frame with ticks and labels around the box {left, top, width, height}.
 function drawAxes(context, box, x, y) {
     context.font = `13px ${fontFamily}`;
     context.lineWidth = 1;
@@ -92,7 +92,7 @@ function drawAxes(context, box, x, y) {
 
 // A plot in a box of the page. set() takes
 //   {xLabel, yLabel, log, series: [{name, colour, x, y, weight}]}
-// with a weight of 0 to 1 a point, shown as thickness and density of the line; marks are points.
+// with a weight of 0 to 1 a point, shown as thickness and strength of the line.
 class Plot {
     constructor(label) {
         this.canvas = el('canvas', { tabIndex: 0, role: 'img', ariaLabel: label });
@@ -169,10 +169,12 @@ class Plot {
         context.fillStyle = series.colour;
         const drawn = (i) => Number.isFinite(series.y[i]);
         if (series.weight) {
+            const paper = cssColour('panel');
+            context.lineCap = 'round';
             for (let i = 0; i + 1 < series.x.length; ++i) {
                 if (drawn(i) && drawn(i + 1)) {
                     const weight = Math.min(1, 0.5 * (series.weight[i] + series.weight[i + 1]));
-                    context.globalAlpha = 0.25 + 0.75 * Math.sqrt(weight);
+                    context.strokeStyle = mixed(series.colour, paper, 0.25 + 0.75 * Math.sqrt(weight));
                     context.lineWidth = 1 + 9 * weight;
                     context.beginPath();
                     context.moveTo(...place(i));
@@ -180,7 +182,6 @@ class Plot {
                     context.stroke();
                 }
             }
-            context.globalAlpha = 1;
             return;
         }
         context.lineWidth = 2;

@@ -12,20 +12,18 @@ function lineSamples(from, to) {
     }));
 }
 
-// Draws values into an image, row 0 at the bottom: `colour(index)` gives [r, g, b] or null where
-// nothing is.
+// Draws values into an image, row 0 at the bottom: `colour(column, row)` gives a packed colour, 0
+// where nothing is.
 function rasterImage(nx, ny, colour) {
     const canvas = document.createElement('canvas');
     canvas.width = nx;
     canvas.height = ny;
     const context = canvas.getContext('2d');
     const image = context.createImageData(nx, ny);
+    const pixels = new Uint32Array(image.data.buffer);
     for (let row = 0; row < ny; ++row) {
         for (let column = 0; column < nx; ++column) {
-            const c = colour(column, row);
-            if (c) {
-                image.data.set([c[0], c[1], c[2], 255], 4 * ((ny - 1 - row) * nx + column));
-            }
+            pixels[(ny - 1 - row) * nx + column] = colour(column, row);
         }
     }
     context.putImageData(image, 0, 0);
@@ -65,8 +63,8 @@ class Raster {
         if (!c || width < 60) {
             return;
         }
-        const side = 54;
-        const right = c.bar ? 74 : 12;
+        const side = 46;
+        const right = c.bar ? 62 : 12;
         const across = c.nx > 1 ? (c.x[1] - c.x[0]) / (c.nx - 1) : 1;
         const up = c.ny > 1 ? (c.y[1] - c.y[0]) / (c.ny - 1) : Math.abs(across);
         const aspect = Math.abs((c.ny * up) / (c.nx * across)) || 1;
@@ -100,7 +98,7 @@ class Raster {
         const left = box.left + box.width + 10;
         for (let i = 0; i < box.height; ++i) {
             const value = Math.round(255 * (1 - i / box.height));
-            context.fillStyle = rgb(bar.table, bar.reversed ? 255 - value : value);
+            context.fillStyle = rgb(bar.table[bar.reversed ? 255 - value : value]);
             context.fillRect(left, box.top + i, 12, 1.5);
         }
         context.fillStyle = cssColour('ink');

@@ -81,3 +81,17 @@ function grader({ min, max, gamma, reversed, log }) {
         return Math.round(255 * (reversed ? 1 - fraction : fraction));
     };
 }
+
+// How a value becomes a packed colour.
+function painter(table, settings) {
+    const grade = grader(settings);
+    return (value) => {
+        const i = grade(value);
+        return i < 0 ? notANumber : table[i];
+    };
+}
+
+// The text of a range's end; what is next to nothing beside the other end is 0.
+function rangeText(value, other) {
+    return number(Math.abs(value) < 1e-6 * Math.abs(other) ? 0 : value, 3);
+}

@@ -1,2 +1,2 @@
 // Builds the page that the data ask for.
-({ cbed: startCbed, coherent: startCbed, dispsurf: () => new DispsurfPage(), bloch: () => new BlochPage() })[data.kind]();
+({ cbed: startCbed, coherent: startCbed, dispsurf: startDispsurf, bloch: () => new BlochPage() })[data.kind]();
