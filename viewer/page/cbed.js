@@ -85,6 +85,7 @@ class CbedPage {
             max: first.max, reversed: first.reversed, log: false, map: 'grey', labels: true,
             outlines: true, weighted: false, ownRange: false, chosen: null };
         this.sums = new Map();
+        document.body.classList.add('one-screen');
         this.stage = el('div', { className: 'stage' });
         this.readout = el('p', { className: 'readout', role: 'status', id: 'readout' });
         this.profile = new Plot('Profile along the dragged line');
@@ -461,6 +462,7 @@ class RockingPage {
     constructor() {
         this.state = { t: 0, quantity: cbed.coherent && cbed.overlap() ? 'sum' : 'intensity', log: false };
         this.shown = new Set(data.reflections.map((_, r) => r).slice(0, 8));
+        document.body.classList.add('one-screen');
         this.plot = new Plot('Rocking curves');
         this.plot.box.classList.add('stage');
         const last = data.images.length - 1;
