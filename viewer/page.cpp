@@ -19,6 +19,7 @@ std::string json_hkl(const Hkl &g) {
 
 template <class T> std::string json_numbers(const std::vector<T> &values) {
     std::vector<std::string> texts;
+    texts.reserve(values.size());
     for (const T value : values) {
         texts.push_back(json_number(static_cast<double>(value)));
     }
@@ -27,6 +28,7 @@ template <class T> std::string json_numbers(const std::vector<T> &values) {
 
 std::string json_reflections(const std::vector<Hkl> &reflections) {
     std::vector<std::string> texts;
+    texts.reserve(reflections.size());
     for (const Hkl &g : reflections) {
         texts.push_back(json_hkl(g));
     }
@@ -35,6 +37,7 @@ std::string json_reflections(const std::vector<Hkl> &reflections) {
 
 std::string json_facts(const Facts &facts) {
     std::vector<std::string> lines;
+    lines.reserve(facts.lines.size());
     for (const auto &[label, value] : facts.lines) {
         lines.push_back(json_list({json_string(label), json_string(value)}));
     }

@@ -52,6 +52,7 @@ std::string json_list(const std::vector<std::string> &values) {
 
 std::string json_object(const std::vector<JsonField> &fields) {
     std::vector<std::string> members;
+    members.reserve(fields.size());
     for (const JsonField &field : fields) {
         members.push_back('"' + std::string(field.name) + "\":" + field.value);
     }

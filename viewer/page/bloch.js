@@ -2,7 +2,7 @@
 
 class BlochPage {
     constructor() {
-        this.state = { map: 'viridis', gamma: 1, reversed: false, common: true, width: 15.5 };
+        this.state = { map: 'viridis', gamma: 1, reversed: false, common: true, width: 15 };
         this.maps = [];
         this.rasters = [];
         this.panels = el('div', { className: 'panels' });
@@ -26,7 +26,7 @@ class BlochPage {
         check('Densities in one range', 'common', true, set('common')),
         check('Reversed contrast', 'reversed', false, set('reversed')),
         mapChoice(this.state.map, set('map'))),
-        group('View', slider('Panel width', { id: 'panel-width', min: 12, max: 48, step: 0.5, value: 15.5,
+        group('View', slider('Panel width', { id: 'panel-width', min: 12, max: 48, step: 0.5, value: 15,
             text: (v) => `${v} em` }, set('width')).node)];
         if (data.list.length > 0) {
             groups.push(el('details', { open: data.list.length < 12 },
@@ -44,25 +44,33 @@ class BlochPage {
     }
 
     build() {
-        this.add('Potential, real part (V)', 'potential-re', (values) => extent([values]), false, 'V', 'elastic');
-        this.add('Potential, imaginary part (V)', 'potential-im', (values) => extent([values]), false, 'V',
+        const pair = () => {
+            const box = el('div', { className: 'pair' });
+            this.panels.append(box);
+            return box;
+        };
+        const potentials = pair();
+        this.add(potentials, 'Potential, real part (V)', 'potential-re', (values) => extent([values]), false, 'V', 'elastic');
+        this.add(potentials, 'Potential, imaginary part (V)', 'potential-im', (values) => extent([values]), false, 'V',
             'absorptive');
         for (const state of data.states) {
             const title = `Branch ${state.branch}`;
             const small = `\u03bb = ${number(state.eigenvalue, 4)} 1/\u00c5\u00b2, |\u03b1|\u00b2 = ${number(state.excitation, 4)}`;
-            this.add(`${title}, density`, 'density' + state.branch,
+            const maps = pair();
+            this.add(maps, `${title}, density`, 'density' + state.branch,
                 (values) => this.densityRange(values), false, '', small);
-            this.add(`${title}, phase (rad)`, 'phase' + state.branch,
+            this.add(maps, `${title}, phase (rad)`, 'phase' + state.branch,
                 () => [-Math.PI, Math.PI], true, '', 'undefined where the density is 0');
         }
     }
 
-    add(title, name, range, cyclic, unit, small) {
+    // A map into a pair of maps.
+    add(pair, title, name, range, cyclic, unit, small) {
         const raster = new Raster(title);
         raster.box.dataset.block = name;
         const values = block(name, Float32Array);
         const [nx, ny] = [data.nx, data.ny];
-        this.panels.append(el('figure', {}, el('figcaption', {}, title,
+        pair.append(el('figure', {}, el('figcaption', {}, title,
             el('br'), el('small', { textContent: small })), raster.box));
         raster.onPoint = (at) => this.point(at);
         this.rasters.push({ raster, title, values });
@@ -100,7 +108,7 @@ class BlochPage {
     }
 
     changed() {
-        this.panels.style.setProperty('--panel-width', `${this.state.width}rem`);
+        this.panels.style.setProperty('--panel-width', `${2 * this.state.width}rem`);
         this.maps.forEach((map) => map());
     }
 }

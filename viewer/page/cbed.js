@@ -391,7 +391,6 @@ class CbedPage {
             readout.textContent = at && cbed.inside[p] ? this.describe({ r: sample.r, p }) : '';
         };
         raster.onProfile = (distance, y) => {
-            hint.hidden = true;
             plot.set({ xLabel: 'distance (1/\u00c5)', yLabel: quantities[quantity].name,
                 log: this.state.log && quantity !== 'phase',
                 series: [{ name: quantities[quantity].symbol, colour: seriesColour(0),
@@ -411,6 +410,8 @@ class CbedPage {
                 const value = cbed.value(quantity, t, sample.r, line * n + column);
                 return value === undefined ? NaN : value;
             } });
+        raster.line = { from: { x: 0, y: n >> 1 }, to: { x: n - 1, y: n >> 1 } };
+        raster.report();
         this.changed();
     }
 

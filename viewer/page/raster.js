@@ -63,7 +63,7 @@ class Raster {
         if (!c || width < 60) {
             return;
         }
-        const side = 46;
+        const side = 52;
         const right = c.bar ? 62 : 12;
         const across = c.nx > 1 ? (c.x[1] - c.x[0]) / (c.nx - 1) : 1;
         const up = c.ny > 1 ? (c.y[1] - c.y[0]) / (c.ny - 1) : Math.abs(across);
