@@ -30,7 +30,8 @@ shot cbed-viridis cbed --theme dark --set '#thickness=2' --set '#reversed=off' -
 shot cbed-large cbed --set '#thickness=3' --keys n,Enter
 shot coherent-sum coherent --theme dark --set '#thickness=1' --set '#labels=off' --set '#outlines=off' \
     --set '#max=6000'
-shot coherent-phase coherent --theme dark --set '#quantity=phase' --set '#thickness=1'
+shot coherent-phase coherent --theme dark --set '#quantity=phase' --set '#thickness=1' \
+    --set '#apart=on'
 shot rocking line --set '#thickness=1'
 shot point point
 shot surface surface

@@ -40,10 +40,15 @@ cbed.value = function (quantity, t, r, p) {
     return quantities[quantity].of(re, this.coherent ? block('im' + t, Float32Array)[at] : 0);
 };
 
-// Whether any two discs overlap.
-cbed.overlap = function () {
-    return data.xs.some((x, i) => data.ys.some((y, j) =>
-        j < i && Math.hypot(x - data.xs[j], data.ys[i] - y) < data.side));
+// How many times further apart the discs would have to stand so that none overlaps; 1 where none
+// does. Discs at one place (of two Laue zones) cannot be parted and do not count.
+cbed.parting = function () {
+    let nearest = Infinity;
+    data.xs.forEach((x, i) => data.ys.slice(0, i).forEach((y, j) => {
+        const distance = Math.hypot(x - data.xs[j], data.ys[i] - y);
+        nearest = distance > 1 ? Math.min(nearest, distance) : nearest;
+    }));
+    return Math.max(1, data.side / nearest);
 };
 
 // Overlapping discs, each moved to the nearest whole sample: sums of amplitudes, squared, or of
@@ -81,7 +86,8 @@ cbed.sum = function (t) {
 class CbedPage {
     constructor() {
         const first = data.images[0];
-        this.state = { t: 0, quantity: cbed.coherent && cbed.overlap() ? 'sum' : 'intensity', gamma: first.gamma, min: first.min,
+        this.state = { t: 0, quantity: cbed.coherent && cbed.parting() > 1 ? 'sum' : 'intensity',
+            apart: false, gamma: first.gamma, min: first.min,
             max: first.max, reversed: first.reversed, log: false, map: 'grey', labels: true,
             outlines: true, weighted: false, ownRange: false, chosen: null };
         this.sums = new Map();
@@ -129,6 +135,11 @@ class CbedPage {
             group('Show', choice('Quantity', 'quantity', shown, state.quantity, set('quantity')),
                 ...(cbed.coherent ? [check('Phase darkened by modulus', 'weighted', state.weighted,
                     set('weighted'))] : []),
+                ...(cbed.parting() > 1 ? [check('Discs apart', 'apart', state.apart, (apart) => {
+                    state.apart = apart;
+                    this.view.line = null;
+                    this.changed();
+                })] : []),
                 check('hkl labels', 'labels', state.labels, set('labels')),
                 check('Disc outlines', 'outlines', state.outlines, set('outlines')), this.note),
             group('Brightness', this.gamma.node, row('Dark at', this.min), row('Bright at', this.max),
@@ -235,6 +246,17 @@ class CbedPage {
         };
     }
 
+    // Centres of the discs as they are drawn.
+    place() {
+        const spread = this.state.apart && this.state.quantity !== 'sum' ? 1.04 * cbed.parting() : 1;
+        this.xs = data.xs.map((x) => spread * x);
+        this.ys = data.ys.map((y) => spread * y);
+        const corner = (edge, xs, origin) => origin.map((value, i) =>
+            value + (spread - 1) * edge(...xs[i]));
+        this.low = corner(Math.min, [data.xs, data.ys], data.low);
+        this.high = corner(Math.max, [data.xs, data.ys], data.high);
+    }
+
     tiles() {
         const n = data.side;
         if (this.state.quantity === 'sum') {
@@ -249,7 +271,7 @@ class CbedPage {
         // The first reflections, 000 before all, are drawn last and so lie on top.
         return data.reflections.map((hkl, r) => {
             const colour = this.colourOf(r);
-            return { left: data.xs[r] - n / 2, bottom: data.ys[r] - n / 2, nx: n, ny: n,
+            return { left: this.xs[r] - n / 2, bottom: this.ys[r] - n / 2, nx: n, ny: n,
                 image: rasterImage(n, n, (column, line) => colour(line * n + column)) };
         }).reverse();
     }
@@ -269,8 +291,9 @@ class CbedPage {
         this.min.value = Number(state.min.toPrecision(6));
         this.max.value = Number(state.max.toPrecision(6));
         this.gamma.input.disabled = state.log;
-        this.discs = data.reflections.map((hkl, r) => ({ x: data.xs[r], y: data.ys[r], hkl }));
-        this.view.set({ tiles: this.tiles(), discs: this.discs, low: data.low, high: data.high,
+        this.place();
+        this.discs = data.reflections.map((hkl, r) => ({ x: this.xs[r], y: this.ys[r], hkl }));
+        this.view.set({ tiles: this.tiles(), discs: this.discs, low: this.low, high: this.high,
             background: this.background(), labels: state.labels, outlines: state.outlines,
             chosen: this.discs[state.chosen], radius: (data.side - 1) / 2 + 0.5,
             square: !cbed.inside.includes(0) });
@@ -293,6 +316,9 @@ class CbedPage {
             notes.push('Discs are moved to whole samples, by at most ' +
                 `${number(rounding, 2)} of a sample; nothing is interpolated.`);
         }
+        if (this.state.apart && quantity !== 'sum') {
+            notes.push('Distances between discs are not to scale.');
+        }
         if (cbed.H.length > 1 && cbed.H.every((h) => h === cbed.H[0])) {
             notes.push('All tilts of this square are the same.');
         }
@@ -304,8 +330,8 @@ class CbedPage {
     sampleAt(at) {
         const n = data.side;
         for (let r = 0; at && r < data.reflections.length; ++r) {
-            const column = Math.floor(at.x - data.xs[r] + n / 2);
-            const line = Math.floor(at.y - data.ys[r] + n / 2);
+            const column = Math.floor(at.x - this.xs[r] + n / 2);
+            const line = Math.floor(at.y - this.ys[r] + n / 2);
             if (column >= 0 && line >= 0 && column < n && line < n && cbed.inside[line * n + column]) {
                 return { r, p: line * n + column };
             }
@@ -422,8 +448,8 @@ class CbedPage {
         const at = this.at;
         const step = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, 1],
             ArrowDown: [0, -1] }[event.key];
-        const place = () => ({ x: data.xs[at.r] + at.column - (n - 1) / 2,
-            y: data.ys[at.r] + at.line - (n - 1) / 2 });
+        const place = () => ({ x: this.xs[at.r] + at.column - (n - 1) / 2,
+            y: this.ys[at.r] + at.line - (n - 1) / 2 });
         const actions = {
             n: () => { at.r = (at.r + 1) % data.reflections.length; },
             b: () => { at.r = (at.r + data.reflections.length - 1) % data.reflections.length; },
@@ -461,7 +487,8 @@ class CbedPage {
 // A line of tilts: rocking curves.
 class RockingPage {
     constructor() {
-        this.state = { t: 0, quantity: cbed.coherent && cbed.overlap() ? 'sum' : 'intensity', log: false };
+        this.state = { t: 0, quantity: cbed.coherent && cbed.parting() > 1 ? 'sum' : 'intensity',
+            apart: false, log: false };
         this.shown = new Set(data.reflections.map((_, r) => r).slice(0, 8));
         document.body.classList.add('one-screen');
         this.plot = new Plot('Rocking curves');

@@ -70,8 +70,10 @@ function drawHkl(context, hkl, x, y, size) {
         context.fillText(text, left, y);
         left += widths[i] + gap;
     });
+    const bar = (from, to) => [from, y - 0.56 * size, to - from, Math.max(1, 0.075 * size)];
+    bars.forEach(([from, to]) => context.strokeRect(...bar(from, to)));
     for (const [from, to] of bars) {
-        context.fillRect(from, y - 0.56 * size, to - from, Math.max(1, 0.075 * size));
+        context.fillRect(...bar(from, to));
     }
     return total;
 }

@@ -286,6 +286,14 @@ test('the coherent sum is the squared sum of the amplitudes at one final directi
         assert.ok(Math.abs(Number(/ψ\| = (\S+)/.exec(shown)[1]) - Math.hypot(re, im)) < 1e-2, shown);
         assert.ok(Math.abs(Number(/phase = (\S+)/.exec(shown)[1]) - Math.atan2(im, re)) < 1e-3, shown);
     }
+    // Apart, no disc hides another: the centres of all are seen, the 000 disc stays in the middle.
+    await page.check('#apart');
+    await settle();
+    const stage = await page.evaluate(() => kavunPage.view.content);
+    stage.discs.forEach((a, i) => stage.discs.slice(0, i).forEach((b) =>
+        assert.ok(Math.hypot(a.x - b.x, a.y - b.y) >= n)));
+    await hover(geo, 0, 12, 12);
+    assert.ok((await text('#readout')).startsWith('g = 0 0 0'));
     quiet();
 });
 
