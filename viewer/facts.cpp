@@ -87,7 +87,9 @@ Facts facts_of(const KavScript &script, const CbedPattern *pattern,
                            (given_kvolts ? "the command line" : info->parameter_file) + ")");
         facts.wavelength = wavelength(kvolts);
     } else {
-        facts.lines.emplace_back("Voltage", "not known (kavun --voltage KV gives mrad)");
+        facts.lines.emplace_back("Voltage", pattern != nullptr
+                                                ? "not known (kavun --voltage KV gives mrad)"
+                                                : "not known");
     }
     if (cell && base_g1) {
         const double length = std::sqrt(sq_abs(*base_g1, bravai(*cell)));

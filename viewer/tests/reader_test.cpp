@@ -185,7 +185,8 @@ TEST(Layout, DistancesAreThoseOfTheReciprocalLattice) {
     }
 }
 
-// Two discs of amplitude 1 that overlap by half: in phase 4, in antiphase 0, alone 1.
+// Two discs of amplitude 1 that overlap by half: in phase 4, in antiphase 0, a quarter
+// of a turn apart 2, alone 1.
 TEST(Layout, SumOfOverlappingDiscs) {
     CbedRun run;
     run.pattern.coherent = true;
@@ -200,8 +201,14 @@ TEST(Layout, SumOfOverlappingDiscs) {
     CbedImage image;
     image.values.assign(50, 1.0F);
     image.imaginary.assign(50, 0.0F);
-    for (const auto &[second, expected] : {std::pair{1.0F, 4.0F}, {-1.0F, 0.0F}}) {
-        std::fill(image.values.begin() + 25, image.values.end(), second);
+    const struct {
+        float re;
+        float im;
+        float expected;
+    } cases[] = {{1.0F, 0.0F, 4.0F}, {-1.0F, 0.0F, 0.0F}, {0.0F, 1.0F, 2.0F}};
+    for (const auto &[re, im, expected] : cases) {
+        std::fill(image.values.begin() + 25, image.values.end(), re);
+        std::fill(image.imaginary.begin() + 25, image.imaginary.end(), im);
         run.images = {image};
         const OverlapSum sum = sum_overlap(run, run.images[0], lay_out_discs(run));
         ASSERT_EQ(sum.width, 7);
