@@ -15,10 +15,6 @@ constexpr Rgb white{255, 255, 255};
 constexpr Rgb black{0, 0, 0};
 const TextStyle caption_style{12.0, {black, 1.6, 1.0}, Anchor::left, false};
 
-std::string hkl_text(const Hkl &g) {
-    return std::to_string(g.h) + " " + std::to_string(g.k) + " " + std::to_string(g.l);
-}
-
 // Value to place in the colours, as the page's settings are at first.
 double fraction_of(const CbedImage &image, double value, double low, double high) {
     const double f = std::pow(std::clamp((value - low) / (high - low), 0.0, 1.0), image.gamma);

@@ -50,6 +50,10 @@ std::string crystal_text(const RunInfo &info) {
 
 } // namespace
 
+std::string hkl_text(const Hkl &g) {
+    return std::to_string(g.h) + " " + std::to_string(g.k) + " " + std::to_string(g.l);
+}
+
 std::string number_text(double value, int digits) {
     char text[64];
     std::snprintf(text, sizeof text, "%.*g", digits, value);

@@ -24,6 +24,9 @@ struct Facts {
 Facts facts_of(const KavScript &script, const CbedPattern *pattern,
                std::optional<double> given_kvolts);
 
+// "1 -1 0".
+std::string hkl_text(const Hkl &g);
+
 // "%.*g" of a number.
 std::string number_text(double value, int digits = 6);
 

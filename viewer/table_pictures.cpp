@@ -8,10 +8,6 @@ namespace orvel {
 
 namespace {
 
-std::string hkl_text(const Hkl &g) {
-    return std::to_string(g.h) + " " + std::to_string(g.k) + " " + std::to_string(g.l);
-}
-
 // One quantity over the tilts: `name` of the curve or map, value at a point.
 struct TiltQuantity {
     std::string name;

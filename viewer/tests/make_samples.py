@@ -250,6 +250,7 @@ def main():
     n = 121 if fine else 25
     write_cbed(folder, "cbed", zone111, 2, n, 0.92, thick, 19 if fine else 7)
     write_cbed(folder, "line", row, 1, 4 * n + 1, 4.0, thick, 5)
+    write_cbed(folder, "coline", row, 1, 31, 1.5, thick[:1], 3, tilt=(0.5, 0.0), probe=(1.0e7, -600.0))
     write_cbed(folder, "point", row, 0, 1, 0.0, list(range(50, 2001, 50)) if fine else thick, 7)
     write_cbed(folder, "coherent", zone111, 2, n, 1.3, thick[:3], 19 if fine else 7,
                probe=(1.0e7, -600.0))

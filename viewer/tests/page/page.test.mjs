@@ -311,6 +311,19 @@ test('a line of tilts gives rocking curves, a single tilt a list', async () => {
     await settle();
     quiet();
 
+    // Coherent, about H = 0.5: the first tilt is -1.
+    await open('coline');
+    const [re, im] = readTable('coline_rs0.txt').blocks[0][0];
+    for (const [quantity, value] of [['intensity', re * re + im * im], ['modulus', Math.hypot(re, im)],
+        ['phase', Math.atan2(im, re)]]) {
+        await page.selectOption('#quantity', quantity);
+        await page.locator('#values').evaluate((details) => { details.open = true; });
+        const cells = await page.locator('#values tbody tr').first().locator('th, td').allInnerTexts();
+        const [H, , first] = cells.map((v) => Number(plain(v)));
+        assert.ok(H === -1 && Math.abs(first - value) < 1e-4 * Math.abs(value), cells.join(' '));
+    }
+    quiet();
+
     await open('point');
     const point = readTable('point_rs1.txt');
     const cells = await page.locator('tbody tr td:last-child').allInnerTexts();
