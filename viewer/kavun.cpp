@@ -1,0 +1,104 @@
+#include "viewer/kavun.hpp"
+
+#include "app/mb_mpi.hpp"
+#include "viewer/page.hpp"
+#include "viewer/pictures.hpp"
+#include "viewer/text_file.hpp"
+
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+namespace orvel {
+
+namespace {
+
+struct Arguments {
+    std::string script;
+    std::optional<std::string> png_folder;
+    std::optional<double> kvolts;
+};
+
+[[noreturn]] void usage() {
+    input_exit("Usage: kavun [--voltage KV] [--png FOLDER] SCRIPT\n"
+               "  SCRIPT          the script BASE_kav.txt of a run; writes the page that it names\n"
+               "  --png FOLDER    writes the pictures as PNG files into the folder instead\n"
+               "  --voltage KV    accelerating voltage, for angles in mrad");
+}
+
+Arguments read_arguments(int argc, char **argv) {
+    Arguments arguments;
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (word == "--png" && i + 1 < argc) {
+            arguments.png_folder = argv[++i];
+        } else if (word == "--voltage" && i + 1 < argc) {
+            double kvolts = 0.0;
+            if (!to_number(argv[++i], kvolts) || !(kvolts > 0.0) || !(kvolts < 1e5)) {
+                input_exit("$$ --voltage takes a voltage in kV, found \"%s\". Abort.", argv[i]);
+            }
+            arguments.kvolts = kvolts;
+        } else if (word.starts_with("--") || !arguments.script.empty()) {
+            usage();
+        } else {
+            arguments.script = word;
+        }
+    }
+    if (arguments.script.empty()) {
+        usage();
+    }
+    return arguments;
+}
+
+void write_pictures(const std::string &folder, const std::vector<NamedPicture> &pictures) {
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+        input_exit("$$ Cannot make the folder %s. Abort.", folder.c_str());
+    }
+    for (const NamedPicture &named : pictures) {
+        const std::string path = folder + "/" + named.name;
+        write_png(path, named.picture);
+        mb_fprintf(stdout, "Picture ==> %s\n", path.c_str());
+    }
+    if (pictures.empty()) {
+        mb_fprintf(stdout, "$$ A single tilt has no picture; its page lists the values.\n");
+    }
+}
+
+void show_page(const KavScript &script, const KavPage &page, const Arguments &arguments) {
+    const std::string html = beside(script.path, page.html_file);
+    const auto finish = [&](const auto &run, const Facts &facts, const auto &write_page,
+                            const auto &make_pictures) {
+        if (arguments.png_folder) {
+            write_pictures(*arguments.png_folder, make_pictures(run, facts));
+        } else {
+            write_page(html, run, facts);
+            mb_fprintf(stdout, "Page ==> %s\n", html.c_str());
+        }
+    };
+    if (!page.cbed.empty()) {
+        const CbedRun run = read_cbed_run(script, page);
+        finish(run, facts_of(script, &run.pattern, arguments.kvolts), write_cbed_page,
+               cbed_pictures);
+    } else if (!page.dispsurf.empty()) {
+        finish(read_dispsurf_run(script, page), facts_of(script, nullptr, arguments.kvolts),
+               write_dispsurf_page, dispsurf_pictures);
+    } else {
+        finish(read_bloch_run(script, page), facts_of(script, nullptr, arguments.kvolts),
+               write_bloch_page, bloch_pictures);
+    }
+}
+
+} // namespace
+
+int run_kavun(int argc, char **argv) {
+    const Arguments arguments = read_arguments(argc, argv);
+    const KavScript script = read_kav_script(arguments.script);
+    for (const KavPage &page : script.pages) {
+        show_page(script, page, arguments);
+    }
+    return 0;
+}
+
+} // namespace orvel

@@ -1,0 +1,2 @@
+// Builds the page that the data ask for; the tests find it by its name.
+const kavunPage = ({ cbed: startCbed, coherent: startCbed, dispsurf: startDispsurf, bloch: () => new BlochPage() })[data.kind]();

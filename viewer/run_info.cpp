@@ -1,0 +1,121 @@
+#include "viewer/run_info.hpp"
+
+#include "viewer/kav_script.hpp"
+#include "viewer/text_file.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <filesystem>
+#include <span>
+
+namespace orvel {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Elements of a parameter file: COMMENT{ blocks are skipped as well.
+bool next_parameter(TextFile &file, std::string_view &line) {
+    bool in_comment = false;
+    while (next_line(file, line)) {
+        if (in_comment) {
+            in_comment = !line.starts_with("}COMMENT");
+        } else if (line.starts_with("COMMENT{")) {
+            in_comment = true;
+        } else if (!line.starts_with("#") && !line.starts_with("%")) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool parameters(TextFile &file, std::span<double> values) {
+    std::string_view line;
+    if (!next_parameter(file, line)) {
+        return false;
+    }
+    return std::all_of(values.begin(), values.end(),
+                       [&](double &value) { return to_number(cut_token(line), value); });
+}
+
+void read_lattice(TextFile &file, RunInfo &info) {
+    double group = 0.0;
+    parameters(file, std::span(&group, 1));
+    info.space_group = group >= 1.0 && group <= 230.0 ? static_cast<int>(group) : 0;
+    std::array<double, 6> cell{};
+    const bool complete = std::all_of(cell.begin(), cell.end(), [&](double &constant) {
+        return parameters(file, std::span(&constant, 1)) && constant > 0.0;
+    });
+    if (complete) {
+        info.cell = CellConstants{cell[0], cell[1], cell[2], cell[3], cell[4], cell[5]};
+    }
+}
+
+bool read_incident_beam(TextFile &file, RunInfo &info) {
+    std::array<double, 3> uvw{};
+    std::array<double, 3> normal{};
+    std::array<double, 3> g1{};
+    std::array<double, 3> rest{};
+    if (!parameters(file, uvw) || !parameters(file, normal) || !parameters(file, g1)) {
+        return false;
+    }
+    for (double &value : rest) {
+        if (!parameters(file, std::span(&value, 1))) {
+            return false;
+        }
+    }
+    const auto index = [](double d) { return static_cast<int>(std::clamp(d, -1e6, 1e6)); };
+    info.incidence = {index(uvw[0]), index(uvw[1]), index(uvw[2])};
+    info.base_g1 = {g1[0], g1[1], g1[2]};
+    info.H_tilt = rest[0];
+    info.G_tilt = rest[1];
+    info.acc_voltage = rest[2];
+    return info.acc_voltage > 0.0 && std::isfinite(info.acc_voltage);
+}
+
+std::optional<RunInfo> read_parameter_file(const std::string &path) {
+    TextFile file = read_text_file(path);
+    RunInfo info;
+    info.parameter_file = fs::path(path).filename().string();
+    std::string_view line;
+    while (next_parameter(file, line)) {
+        const std::string_view word = cut_token(line);
+        if (word == "LATTICE{") {
+            read_lattice(file, info);
+        } else if (word == "SITE{" && next_parameter(file, line)) {
+            const std::string element(cut_token(line));
+            if (std::find(info.elements.begin(), info.elements.end(), element) ==
+                info.elements.end()) {
+                info.elements.push_back(element);
+            }
+        } else if (word == "INCIDENT_BEAM{") {
+            return read_incident_beam(file, info) ? std::optional(info) : std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<RunInfo> read_run_info(const std::string &script_path) {
+    const std::string log_path = beside(script_path, base_name_of(script_path) + "_log.txt");
+    if (!fs::is_regular_file(log_path)) {
+        return std::nullopt;
+    }
+    TextFile log = read_text_file(log_path);
+    constexpr std::string_view key = "parameter_file: ";
+    std::string_view line;
+    while (next_line(log, line)) {
+        if (!line.starts_with(key)) {
+            continue;
+        }
+        const fs::path name = fs::path(std::string(line.substr(key.size()))).filename();
+        const fs::path path = fs::path(script_path).parent_path() / name;
+        return !name.empty() && fs::is_regular_file(path) ? read_parameter_file(path.string())
+                                                          : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+} // namespace orvel

@@ -1,0 +1,226 @@
+#include "samples.hpp"
+#include "support/run_end.hpp"
+#include "viewer/facts.hpp"
+#include "viewer/kavun.hpp"
+#include "viewer/layout.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+namespace orvel::test {
+
+namespace {
+
+Outcome kavun_on(std::vector<std::string> words) {
+    words.insert(words.begin(), "kavun");
+    std::vector<char *> argv;
+    for (std::string &word : words) {
+        argv.push_back(word.data());
+    }
+    return outcome_of([&] { run_kavun(static_cast<int>(argv.size()), argv.data()); });
+}
+
+CbedRun cbed_run(const std::string &script_path) {
+    const KavScript script = read_kav_script(script_path);
+    return read_cbed_run(script, script.pages.front());
+}
+
+void expect_one_line(const Outcome &o, const std::string &what) {
+    EXPECT_EQ(o.status, 1) << what;
+    EXPECT_EQ(o.out.rfind("$$ ", 0), 0U) << what << ": " << o.out;
+    EXPECT_EQ(std::count(o.out.begin(), o.out.end(), '\n'), 1) << what << ": " << o.out;
+}
+
+// The files of each sample that its script names.
+const std::pair<const char *, std::vector<const char *>> named_files[] = {
+    {"cbed", {"_kav.txt", "_rs0.txt", "_rs1.txt"}},
+    {"coherent", {"_rs0.txt"}},
+    {"line", {"_rs1.txt"}},
+    {"point", {"_rs0.txt"}},
+    {"surface", {"_ds.txt", "_amp.txt", "_int.txt"}},
+    {"area", {"_amp.txt"}},
+    {"bloch", {"_kav.txt", "_pp.txt", "_b2.txt"}}};
+
+} // namespace
+
+TEST(Kavun, WritesThePageOfEverySample) {
+    for (const auto &[base, suffixes] : named_files) {
+        const SampleFolder folder(base);
+        const Outcome o = kavun_on({folder.file(std::string(base) + "_kav.txt")});
+        EXPECT_EQ(o.status, -1) << o.out;
+        const std::string page = read_file(folder.file(std::string(base) + "_.html"));
+        EXPECT_NE(page.find("</html>"), std::string::npos) << base;
+        EXPECT_EQ(page.find("://"), std::string::npos) << base << ": a page names no network";
+    }
+}
+
+TEST(Kavun, MissingFilesEndTheRun) {
+    expect_one_line(kavun_on({sample("none_kav.txt")}), "no script");
+    expect_one_line(kavun_on({KAVUN_SAMPLES}), "a folder");
+    for (const auto &[base, suffixes] : named_files) {
+        for (const char *suffix : suffixes) {
+            const SampleFolder folder(base);
+            std::filesystem::remove(folder.file(base + std::string(suffix)));
+            const Outcome o = kavun_on({folder.file(std::string(base) + "_kav.txt")});
+            expect_one_line(o, base + std::string(suffix));
+            EXPECT_NE(o.out.find(base + std::string(suffix)), std::string::npos) << o.out;
+        }
+    }
+}
+
+// Cut at places all over the file but its last line: no cut may pass as a whole file.
+TEST(Kavun, TruncatedFilesEndTheRun) {
+    for (const auto &[base, suffixes] : named_files) {
+        for (const char *suffix : suffixes) {
+            const SampleFolder folder(base);
+            const std::string path = folder.file(base + std::string(suffix));
+            const std::string whole = read_file(path);
+            const std::size_t last_line = whole.find_last_of('\n', whole.find_last_not_of('\n'));
+            const std::size_t step = std::max<std::size_t>(1, last_line / 40);
+            for (std::size_t size = 0; size < last_line; size += step) {
+                write_file(path, whole.substr(0, size));
+                const Outcome o = kavun_on({folder.file(std::string(base) + "_kav.txt")});
+                expect_one_line(o, path + " cut at " + std::to_string(size));
+            }
+        }
+    }
+}
+
+TEST(Kavun, DisagreeingFilesEndTheRun) {
+    const struct {
+        const char *base;
+        const char *file;
+        const char *from;
+        const char *to;
+        const char *message;
+    } cases[] = {
+        {"cbed", "cbed_rs1.txt", "5.4309", "5.43", "differ in crystal"},
+        {"cbed", "cbed_rs1.txt", "2\t0\t-2\t", "2\t0\t-4\t", "not the one that RF_INDEX"},
+        {"cbed", "cbed_rs0.txt", "625 25 ", "625 24 ", "do not make a grid"},
+        {"cbed", "cbed_rs0.txt", "625 25 ", "2000000000 25 ", "more than the file holds"},
+        {"cbed", "cbed_rs0.txt", "\n7\n", "\n-7\n", "below 1"},
+        {"cbed", "cbed_rs0.txt", "\n7\n", "\n2000000000\n", "more than the file holds"},
+        {"cbed", "cbed_rs0.txt", "2\t-2\t0\n# tilt", "0\t0\t0\n# tilt", "give no length"},
+        {"cbed", "cbed_rs0.txt", "0\t0\t0\t0\t0\n", "0\t0\t0\tinf\t0\n", "outside any pattern"},
+        {"cbed", "cbed_rs0.txt", "0\t0\t0\t0\t0\n", "0\t0\t0\t1e9\t0\n", "outside any pattern"},
+        {"cbed", "cbed_rs0.txt", "SIM_RESULT", "SIM_COHERENT_RESULT", "SIM_RESULT expected"},
+        {"cbed", "cbed_rs0.txt", "}RF\n", "}RF\n}RF\n", "RF{ expected"},
+        {"surface", "surface_ds.txt", "\n-3\t", "\n-4\t", "differ in their tilts"},
+        {"surface", "surface_int.txt", "# thickness 0: 500[A]\n", "", "do not hold"},
+        {"surface", "surface_kav.txt", "6  #branch_end", "5  #branch_end", "more than"},
+        {"area", "area_amp.txt", "\n-1.5\t-1.25\t", "\n-1.5\t-1.24\t", "tilts"},
+        {"bloch", "bloch_b2.txt", "# 31 31", "# 31 30", "the end of the file expected"},
+        {"bloch", "bloch_b2.txt", "# 31 31", "# 31 2000000000", "larger than the file"},
+        {"bloch", "bloch_b2.txt", "branch:2,", "branch:3,", "not the branch"},
+        {"bloch", "bloch_kn.txt", "1: ", "1 ", "eps^2 expected"},
+    };
+    for (const auto &c : cases) {
+        const SampleFolder folder(c.base);
+        edit(folder.file(c.file), c.from, c.to);
+        const Outcome o = kavun_on({folder.file(std::string(c.base) + "_kav.txt")});
+        expect_one_line(o, std::string(c.file) + ": " + c.to);
+        EXPECT_NE(o.out.find(c.message), std::string::npos) << c.to << ": " << o.out;
+    }
+}
+
+TEST(Kavun, ValuesThatAreNoNumbersAreKept) {
+    const SampleFolder folder("cbed");
+    const std::string path = folder.file("cbed_rs0.txt");
+    std::string text = read_file(path);
+    const std::size_t line = text.find('\n', text.find("# hkl\n") + 6) + 1;
+    text.replace(line, text.find('\n', line) - line, "-nan");
+    write_file(path, text);
+    const CbedRun run = cbed_run(folder.file("cbed_kav.txt"));
+    EXPECT_TRUE(std::isnan(run.images[0].values[0]));
+    EXPECT_EQ(kavun_on({folder.file("cbed_kav.txt")}).status, -1);
+}
+
+TEST(Kavun, HostileNamesStayText) {
+    const SampleFolder folder("point");
+    const std::string evil = "<img src=x onerror=alert(1)>";
+    edit(folder.file("point.par"), "\nSi\n", "\n</script>" + evil + "\n");
+    std::filesystem::rename(folder.file("point_kav.txt"), folder.file(evil + "_kav.txt"));
+    std::filesystem::rename(folder.file("point_log.txt"), folder.file(evil + "_log.txt"));
+    ASSERT_EQ(kavun_on({folder.file(evil + "_kav.txt")}).status, -1);
+    const std::string page = read_file(folder.file("point_.html"));
+    EXPECT_EQ(page.find("<img"), std::string::npos);
+    EXPECT_NE(page.find("&lt;img src=x"), std::string::npos);
+    EXPECT_NE(page.find("\\u003c/script\\u003e"), std::string::npos);
+}
+
+// The voltage is never guessed: it is given, or read from a parameter file that still describes
+// the incidence.
+TEST(Kavun, VoltageOfTheRun) {
+    const SampleFolder folder("cbed");
+    const KavScript script = read_kav_script(folder.file("cbed_kav.txt"));
+    const CbedRun run = read_cbed_run(script, script.pages.front());
+    const auto wavelength_of = [&](std::optional<double> given) {
+        return facts_of(script, &run.pattern, given).wavelength;
+    };
+    EXPECT_NEAR(wavelength_of({}).value(), 0.02508, 1e-5); // 200 kV
+    EXPECT_NEAR(wavelength_of(100.0).value(), 0.03701, 1e-5);
+    edit(folder.file("cbed.par"), "2 -2 0", "2 0 -2");
+    EXPECT_FALSE(wavelength_of({}).has_value());
+    std::filesystem::remove(folder.file("cbed_log.txt"));
+    EXPECT_FALSE(wavelength_of({}).has_value());
+    expect_one_line(kavun_on({"--voltage", "-200", script.path}), "negative voltage");
+}
+
+// Discs stand where their reflections are: a distance in samples times the length of a sample is
+// the length of g, sqrt(8) / a for the six reflections of the ring.
+TEST(Layout, DistancesAreThoseOfTheReciprocalLattice) {
+    for (const char *base : {"cbed", "coherent"}) {
+        const CbedRun run = cbed_run(sample(base + std::string("_kav.txt")));
+        const DiscLayout layout = lay_out_discs(run);
+        EXPECT_EQ(layout.centres[0].x, 0.0);
+        for (std::size_t r = 1; r < layout.centres.size(); ++r) {
+            const Place &p = layout.centres[r];
+            EXPECT_NEAR(std::hypot(p.x, p.y) * layout.sample_per_A, std::sqrt(8.0) / 5.4309, 1e-5);
+        }
+        // Tilt H = 1 is half of base_g1 away from the centre.
+        const TiltPoint &last = run.pattern.grid.points.back();
+        EXPECT_NEAR(last.H, run.pattern.grid.half_width, 1e-5);
+        EXPECT_NEAR(0.5 * (run.pattern.grid.side - 1) * layout.sample_per_A,
+                    last.H * std::sqrt(2.0) / 5.4309, 1e-5);
+    }
+}
+
+// Two discs of amplitude 1 that overlap by half: in phase 4, in antiphase 0, a quarter
+// of a turn apart 2, alone 1.
+TEST(Layout, SumOfOverlappingDiscs) {
+    CbedRun run;
+    run.pattern.coherent = true;
+    run.pattern.cell = {4.0, 4.0, 4.0, 90.0, 90.0, 90.0};
+    run.pattern.base_g1 = {1.0, 0.0, 0.0};
+    run.pattern.grid = {TiltShape::area, 5, 2.0, {}};
+    for (int p = 0; p < 25; ++p) {
+        run.pattern.grid.points.push_back({p % 5 - 2.0, p / 5 - 2.0, p % 5, p / 5, true});
+    }
+    // Two samples apart: position (in files) x (n - 1) / n.
+    run.pattern.reflections = {{{0, 0, 0}, 0.0, 0.0}, {{1, 0, 0}, 2.5, 0.0}};
+    CbedImage image;
+    image.values.assign(50, 1.0F);
+    image.imaginary.assign(50, 0.0F);
+    const struct {
+        float re;
+        float im;
+        float expected;
+    } cases[] = {{1.0F, 0.0F, 4.0F}, {-1.0F, 0.0F, 0.0F}, {0.0F, 1.0F, 2.0F}};
+    for (const auto &[re, im, expected] : cases) {
+        std::fill(image.values.begin() + 25, image.values.end(), re);
+        std::fill(image.imaginary.begin() + 25, image.imaginary.end(), im);
+        run.images = {image};
+        const OverlapSum sum = sum_overlap(run, run.images[0], lay_out_discs(run));
+        ASSERT_EQ(sum.width, 7);
+        ASSERT_EQ(sum.height, 5);
+        EXPECT_EQ(sum.low.x, -2.0);
+        EXPECT_NEAR(sum.rounding, 0.0, 1e-12);
+        for (std::size_t i = 0; i < 35; ++i) {
+            const bool both = i % 7 >= 2 && i % 7 < 5;
+            EXPECT_EQ(sum.discs[i], both ? 2 : 1);
+            EXPECT_EQ(sum.intensity[i], both ? expected : 1.0F);
+        }
+    }
+}
+
+} // namespace orvel::test
