@@ -195,8 +195,10 @@ int find_n_g(const Hkl &g, std::span<const Hkl> list) {
 }
 
 double abs_edge_s_g_tilt(const Hkl &g, const SearchGeometry &geometry) {
-    const auto &[beam, disksize, length_of_inc_uvw, abs_K, metric] = geometry;
-    const double g_z = calc_g_z(g, length_of_inc_uvw, beam.inc_uvw);
+    const IncidentBeam &beam = geometry.beam;
+    const Metric &metric = geometry.metric;
+    const double abs_K = geometry.abs_K;
+    const double g_z = calc_g_z(g, geometry.length_of_inc_uvw, beam.inc_uvw);
     const RealHkl p =
         normalize_vec(proj_to_zolz2(hkl2rhkl(g), beam.base_g1, beam.base_g2, metric).vector,
                       beam.base_g1, metric);
@@ -209,8 +211,8 @@ double abs_edge_s_g_tilt(const Hkl &g, const SearchGeometry &geometry) {
                              component(beam.base_g1.l, beam.base_g2.l, p.l)};
         return calc_excitation_error(K_t, calc_K_z(abs_K, K_t, metric), abs_K, g, g_z, metric);
     };
-    const double s_plus = s_at(disksize);
-    const double s_minus = s_at(-disksize);
+    const double s_plus = s_at(geometry.disksize);
+    const double s_minus = s_at(-geometry.disksize);
     if (s_plus * s_minus >= 0.0) {
         return std::min(std::fabs(s_plus), std::fabs(s_minus));
     }

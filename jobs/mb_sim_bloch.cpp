@@ -70,6 +70,7 @@ void chk_selected_branches(BranchRange branches, int n_exact) {
 
 std::vector<Hkl> selected_hkl(const BeamList &beams, const WorkCalInt &work) {
     std::vector<Hkl> hkl;
+    hkl.reserve(work.n_exact);
     for (int i = 0; i < work.n_exact; ++i) {
         hkl.push_back(beams.hkl[work.index_list[i]]);
     }
@@ -109,6 +110,7 @@ void write_projected_potential(const BlochSolution &solution, const complex *con
     const BlochCondition &condition = solution.condition;
     const WorkCalInt &work = solution.work;
     std::vector<const complex *> rows;
+    rows.reserve(work.n_exact);
     for (int i = 0; i < work.n_exact; ++i) {
         rows.push_back(V[work.index_list[i]]);
     }
