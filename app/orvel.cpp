@@ -6,8 +6,10 @@
 #include "input/mb_input.hpp"
 #include "input/utils.hpp"
 #include "jobs/jobs.hpp"
+#include "numeric/vecmat.hpp"
 
 #include <csignal>
+#include <new>
 
 namespace orvel {
 
@@ -47,6 +49,11 @@ void ignore_broken_pipes() {
 #ifdef SIGPIPE
     std::signal(SIGPIPE, SIG_IGN);
 #endif
+}
+
+// Memory that runs out in any container ends the run as the allocators' own checks do.
+void end_when_memory_is_out() {
+    std::set_new_handler([] { chk_vector(nullptr); });
 }
 
 void chk_standard_output() {
@@ -130,6 +137,7 @@ void mb_job(const std::string &param_file, const std::string &base_name, std::FI
 
 int run_orvel(int argc, char **argv) {
     ignore_broken_pipes();
+    end_when_memory_is_out();
     mb_fprintf(stdout, "\n#####  Welcome to ORVEL\n");
     mb_fprintf(stdout, "%s\n", version_text);
     opening_title();

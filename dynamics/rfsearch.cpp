@@ -41,6 +41,7 @@ template <class Admits, class Visit>
 void go_through(const BeamSearch &search, const Csd &csd, FoundBeams &found, Admits admits,
                 Visit visit) {
     const Hkl m = search_box(search.g_max, csd.metric);
+    int candidates = 0;
     for (int h = -m.h; h <= m.h; ++h) {
         for (int k = -m.k; k <= m.k; ++k) {
             for (int l = -m.l; l <= m.l; ++l) {
@@ -48,6 +49,10 @@ void go_through(const BeamSearch &search, const Csd &csd, FoundBeams &found, Adm
                 if (g == Hkl{0, 0, 0} || !admits(g) ||
                     extinction_rule(g, csd.group.lattice_type, csd.group.rhombohedral_flag) != 0) {
                     continue;
+                }
+                if (++candidates > candidate_limit) {
+                    input_exit("$$ Beam search: more than %d reflections to judge. Abort.",
+                               candidate_limit);
                 }
                 visit(g);
                 const auto limit = static_cast<long long>(search.num_g_limit);
@@ -232,18 +237,21 @@ void fget_sd_beams(Sd &sd, const Csd &csd, std::FILE *stream) {
     case 11:
         fget_beam_search_wg(stream, search);
         mb_fprintf(stdout, "Beam search (wg)... ");
+        mb_fflush(stdout);
         found = simple_beam_search_wg(search, sd.beam, csd);
         break;
     case 2:
     case 12:
         fget_beam_search_sg(stream, search);
         mb_fprintf(stdout, "Beam search (sg)... ");
+        mb_fflush(stdout);
         found = simple_beam_search_sg(search, sd.beam, csd);
         break;
     case 3:
     case 13:
         fget_beam_search_sg_multi(stream, search);
         mb_fprintf(stdout, "Beam search (sg)... ");
+        mb_fflush(stdout);
         found = beam_search_sg_multi(search, sd.beam, csd);
         break;
     default:

@@ -35,8 +35,10 @@ FoundBeams beam_search_sphere(const BeamSearch &search, const Csd &csd);
 
 // All end with "$$ num_g has exceeded num_g_max." and "$$ Please set a greater value into num_g.
 // Abort." (two lines), status 1, as soon as either list holds num_g_limit beams; a sphere of more
-// than search_box_limit lattice points ends the run before the search.
+// than search_box_limit lattice points ends the run before the search, one of more candidates than
+// candidate_limit during it.
 inline constexpr double search_box_limit = 2e8;
+inline constexpr int candidate_limit = 1000000;
 
 // For each reciprocal axis the smallest n >= 1 with |n a*| >= g_max. Ends the run where an index
 // would pass index_limit.

@@ -18,7 +18,12 @@ constexpr int most_reserved = 4096;
 
 // Returns how many of the n numbers the element held.
 int fget_beam_search_line(std::FILE *stream, int n, double *out) {
-    return str_to_fs(n, fget_line(stream, "a beam-search line", beam_search_limit).c_str(), out);
+    constexpr const char *what = "a beam-search line";
+    const int found = str_to_fs(n, fget_line(stream, what, beam_search_limit).c_str(), out);
+    for (int i = 0; i < n; ++i) {
+        chk_finite(out[i], what);
+    }
+    return found;
 }
 
 void set_range(const double *v, BeamSearch &beam_search) {
