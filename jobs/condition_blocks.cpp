@@ -6,6 +6,7 @@
 #include "input/mb_input.hpp"
 #include "input/mb_input_beams.hpp"
 
+#include <cmath>
 #include <numeric>
 
 namespace orvel {
@@ -13,6 +14,20 @@ namespace orvel {
 namespace {
 
 constexpr int last_calc_type = 3;
+
+void chk_incident_beam(const IncidentBeam &beam) {
+    const RealHkl &g1 = beam.base_g1;
+    for (const double value : {g1.h, g1.k, g1.l}) {
+        require_finite("INCIDENT_BEAM", "the base vector of the tilts", value);
+    }
+    require_finite("INCIDENT_BEAM", "the tilt along H", beam.H_tilt);
+    require_finite("INCIDENT_BEAM", "the tilt along G", beam.G_tilt);
+    require_finite("INCIDENT_BEAM", "the accelerating voltage", beam.acc_voltage);
+    if (beam.acc_voltage <= 0.0) {
+        input_exit("$$ INCIDENT_BEAM: an accelerating voltage of %g kV gives no electrons. Abort.",
+                   beam.acc_voltage);
+    }
+}
 
 // A grid must have points, and its arrays must fit.
 void chk_grid(const TiltGrid &grid) {
@@ -31,6 +46,12 @@ void chk_grid(const TiltGrid &grid) {
 
 } // namespace
 
+void require_finite(const char *block, const char *quantity, double value) {
+    if (!std::isfinite(value)) {
+        input_exit("$$ %s: %s is not finite (%g). Abort.", block, quantity, value);
+    }
+}
+
 IncidentBeam read_incident_beam(std::FILE *stream) {
     IncidentBeam beam;
     chk_data("INCIDENT_BEAM{", stream);
@@ -41,6 +62,7 @@ IncidentBeam read_incident_beam(std::FILE *stream) {
     beam.G_tilt = fget_d(stream, "the tilt along G");
     beam.acc_voltage = fget_d(stream, "the accelerating voltage");
     chk_data("}INCIDENT_BEAM", stream);
+    chk_incident_beam(beam);
     return beam;
 }
 
@@ -54,6 +76,7 @@ void read_tilt_range(Sd &sd, const TiltRangeTexts &texts, std::FILE *stream) {
     grid.num_cal_pix_side = fget_i(stream, "the number of points along one side");
     grid.disksize = fget_d(stream, "the disk size");
     chk_data("}CALC_KXY_RANGE", stream);
+    require_finite("CALC_KXY_RANGE", "the disk size", grid.disksize);
     chk_grid(grid);
     sd.beam_search.disksize = grid.disksize;
 }

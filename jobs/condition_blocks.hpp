@@ -10,7 +10,11 @@
 
 namespace orvel {
 
-// "INCIDENT_BEAM{" .. "}INCIDENT_BEAM": inc_uvw, nor_uvw, base_g1, H_tilt, G_tilt, acc_voltage.
+// Ends the run, naming block and quantity, when the value is a nan or an infinity.
+void require_finite(const char *block, const char *quantity, double value);
+
+// "INCIDENT_BEAM{" .. "}INCIDENT_BEAM": inc_uvw, nor_uvw, base_g1, H_tilt, G_tilt, acc_voltage. A
+// voltage that is not above 0 and tilts or a base vector that are not finite end the run.
 IncidentBeam read_incident_beam(std::FILE *stream);
 
 // What a job says about its tilt range.
@@ -21,7 +25,7 @@ struct TiltRangeTexts {
 
 // "CALC_KXY_RANGE{" .. "}CALC_KXY_RANGE": calc_type, num_cal_pix_side, disksize, into sd.grid; the
 // beam search gets its copy of the disk size. A grid of no points, or of more than memory holds,
-// ends the run.
+// and a disk size that is not finite end the run.
 void read_tilt_range(Sd &sd, const TiltRangeTexts &texts, std::FILE *stream);
 
 // "BEAM_SEARCH{" .. "}BEAM_SEARCH": the search, and the reflection list "%s_fg0.txt".

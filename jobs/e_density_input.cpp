@@ -104,6 +104,7 @@ ProjectedMapConditions input_density_proj_data(const Csd &csd, const std::string
     chk_data("AREA_PROJ_CELL{", stream);
     conditions.area_proj_cell = fget_d(stream, "the area of the projected cell");
     chk_data("}AREA_PROJ_CELL", stream);
+    require_finite("AREA_PROJ_CELL", "the area", conditions.area_proj_cell);
 
     chk_data("}E_DENSITY_CALCULATION_CONDITION", stream);
     stream.close();

@@ -1,8 +1,7 @@
 #include "jobs/fourier_map.hpp"
 
 #include "app/mb_mpi.hpp"
-
-#include <cmath>
+#include "jobs/condition_blocks.hpp"
 
 namespace orvel {
 
@@ -19,9 +18,7 @@ void chk_map_range(const MapRange &map) {
     }
     for (const double bound :
          {map.rx_range[0], map.rx_range[1], map.ry_range[0], map.ry_range[1]}) {
-        if (!std::isfinite(bound)) {
-            input_exit("$$ CALC_RXY_RANGE: a range is not finite (%g). Abort.", bound);
-        }
+        require_finite("CALC_RXY_RANGE", "a range", bound);
     }
 }
 

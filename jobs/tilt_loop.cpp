@@ -35,6 +35,10 @@ void chk_bc_accuracy() {
 }
 
 TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V) {
+    const Uvw &normal = sd.beam.nor_uvw;
+    if (normal.u == 0 && normal.v == 0 && normal.w == 0) {
+        input_exit("$$ INCIDENT_BEAM: the surface normal is 0 0 0. Abort.");
+    }
     return {sd, csd.metric, V, pre_calc_intensity(sd.beam, csd.metric),
             calc_abs_K(csd, sd.beam.acc_voltage)};
 }

@@ -22,7 +22,7 @@ void warn_single_point_line(const TiltGrid &grid, std::FILE *log);
 // A share of the excitation above 1 cannot be reached by any set of branches.
 void chk_bc_accuracy();
 
-// The problem that all tilts of the job share.
+// The problem that all tilts of the job share. A surface normal of 0 0 0 ends the run.
 TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V);
 
 // Tilts whose results held a nan or an infinity.
