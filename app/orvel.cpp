@@ -1,5 +1,6 @@
 #include "app/orvel.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
 #include "app/settings_readers.hpp"
@@ -7,6 +8,7 @@
 #include "input/utils.hpp"
 #include "jobs/jobs.hpp"
 
+#include <array>
 #include <csignal>
 
 namespace orvel {
@@ -47,6 +49,14 @@ void ignore_broken_pipes() {
 #ifdef SIGPIPE
     std::signal(SIGPIPE, SIG_IGN);
 #endif
+}
+
+// A file opened in the place of a closed standard stream would get its text, so those places are
+// taken first. Opened for reading: what is written to a closed output still fails.
+void occupy_standard_streams() {
+    static const std::array<std::FILE *, 3> held = {
+        std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r")};
+    static_cast<void>(held);
 }
 
 void chk_standard_output() {
@@ -129,12 +139,11 @@ void mb_job(const std::string &param_file, const std::string &base_name, std::FI
 }
 
 int run_orvel(int argc, char **argv) {
+    occupy_standard_streams();
     ignore_broken_pipes();
     mb_fprintf(stdout, "\n#####  Welcome to ORVEL\n");
     mb_fprintf(stdout, "%s\n", version_text);
     opening_title();
-    // Before any file is open: one opened in the place of a closed standard output would get its
-    // text.
     chk_standard_output();
 
     read_ini_file();
@@ -144,10 +153,11 @@ int run_orvel(int argc, char **argv) {
     const std::string log_name = base_name + "_log.txt";
     chk_name_length(log_name);
 
-    OutputFile log = mb_fopen_chk_wmode(log_name);
+    OutputFile log = mb_fopen_chk_wmode(log_name, Writing::in_place);
     mb_fprintf(log, "%s\n", version_text);
     opening_title_log(log);
     mb_fprintf_stdo(log, "parameter_file: %s\n", param_file.c_str());
+    catch_interrupts();
     mb_job(param_file, base_name, log);
 
     ending_title(log);
