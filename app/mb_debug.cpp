@@ -61,6 +61,7 @@ void dbg_dump_complexmat(int flag, const char *title, int n, const complex *cons
 }
 
 void catch_interrupts() {
+    interrupted = 0;
     for (const int signal : {SIGINT, SIGTERM}) {
         if (std::signal(signal, note_interrupt) == SIG_IGN) {
             std::signal(signal, SIG_IGN);
@@ -68,10 +69,14 @@ void catch_interrupts() {
     }
 }
 
-void progress_indicator(int i, int n) {
+void chk_interrupt(int i, int n) {
     if (interrupted != 0) {
         input_exit("\n$$ Interrupted after %d of %d steps. Abort.", i, n);
     }
+}
+
+void progress_indicator(int i, int n) {
+    chk_interrupt(i, n);
     if (i == 0) {
         five_ct = 5;
     }
