@@ -88,8 +88,11 @@ RunEnding set_run_ending(RunEnding ending) {
 }
 
 void end_run(int status) {
-    std::fflush(stdout);
     remove_temporaries();
+    if (std::fflush(stdout) != 0) {
+        std::fputs("$$ Cannot write standard output. Abort.\n", stderr);
+        status = 1;
+    }
     run_ending(status);
     std::abort(); // an ending that returns is a programmer's error
 }

@@ -7,9 +7,11 @@
 #include "input/mb_input.hpp"
 #include "input/utils.hpp"
 #include "jobs/jobs.hpp"
+#include "numeric/vecmat.hpp"
 
 #include <array>
 #include <csignal>
+#include <new>
 
 namespace orvel {
 
@@ -57,6 +59,11 @@ void occupy_standard_streams() {
     static const std::array<std::FILE *, 3> held = {
         std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r")};
     static_cast<void>(held);
+}
+
+// Memory that runs out in any container ends the run as the allocators' own checks do.
+void end_when_memory_is_out() {
+    std::set_new_handler([] { chk_vector(nullptr); });
 }
 
 void chk_standard_output() {
@@ -141,6 +148,7 @@ void mb_job(const std::string &param_file, const std::string &base_name, std::FI
 int run_orvel(int argc, char **argv) {
     occupy_standard_streams();
     ignore_broken_pipes();
+    end_when_memory_is_out();
     mb_fprintf(stdout, "\n#####  Welcome to ORVEL\n");
     mb_fprintf(stdout, "%s\n", version_text);
     opening_title();

@@ -93,7 +93,7 @@ bool set_by_key(const Key<Record> (&keys)[N], const char *line, Record &record) 
             continue;
         }
         if (key.real != nullptr) {
-            record.*key.real = second_double(line);
+            record.*key.real = chk_finite(second_double(line), key.name);
         } else {
             record.*key.integer = second_int(line);
         }
@@ -117,6 +117,9 @@ void read_ini_file() {
 
     char line[ini_line_limit];
     while (comment_skip_fgets(ini_line_limit, line, stream) != nullptr) {
+        if (line[0] == '\0') {
+            input_exit("$$ orvel.ini holds a zero byte: it is no text file. Abort.");
+        }
         if (set_by_key(ini_keys, line, dbg)) {
             continue;
         }

@@ -3,6 +3,7 @@
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace orvel {
@@ -60,6 +61,12 @@ void make_square(TiltGrid &grid, const IncidentBeam &beam) {
     grid.G_range = {-d, d};
 }
 
+// Points that the kind of grid holds.
+std::size_t num_points(const TiltGrid &grid) {
+    const auto side = static_cast<std::size_t>(std::max(grid.num_cal_pix_side, 0));
+    return grid.calc_type == 0 ? 1 : grid.calc_type == 1 ? side : side * side;
+}
+
 } // namespace
 
 void calc_kxy_tilt(Sd &sd, const Metric &metric) {
@@ -69,6 +76,8 @@ void calc_kxy_tilt(Sd &sd, const Metric &metric) {
     grid.pix.clear();
     grid.kxy.clear();
     grid.num_pix_in = 0;
+    grid.pix.reserve(num_points(grid));
+    grid.kxy.reserve(num_points(grid));
     switch (grid.calc_type) {
     case 0:
         add_point(grid, beam, {0, 0, 1, beam.H_tilt, beam.G_tilt});

@@ -42,6 +42,7 @@ template <class Admits, class Visit>
 void go_through(const BeamSearch &search, const Csd &csd, FoundBeams &found, Admits admits,
                 Visit visit) {
     const Hkl m = search_box(search.g_max, csd.metric);
+    int candidates = 0;
     for (int h = -m.h; h <= m.h; ++h) {
         chk_interrupt(h + m.h, 2 * m.h + 1);
         for (int k = -m.k; k <= m.k; ++k) {
@@ -50,6 +51,10 @@ void go_through(const BeamSearch &search, const Csd &csd, FoundBeams &found, Adm
                 if (g == Hkl{0, 0, 0} || !admits(g) ||
                     extinction_rule(g, csd.group.lattice_type, csd.group.rhombohedral_flag) != 0) {
                     continue;
+                }
+                if (++candidates > candidate_limit) {
+                    input_exit("$$ Beam search: more than %d reflections to judge. Abort.",
+                               candidate_limit);
                 }
                 visit(g);
                 const auto limit = static_cast<long long>(search.num_g_limit);
@@ -175,25 +180,21 @@ double spacing(const Hkl &g, const Metric &metric) {
     return 1.0 / std::sqrt(sq_abs(hkl2rhkl(g), metric));
 }
 
+int hkld_comp(const SpacedReflection &a, const SpacedReflection &b) {
+    return b.d > a.d ? 1 : b.d < a.d ? -1 : 0;
+}
+
 void sort_reflex(std::vector<Hkl> &list, const Metric &metric) {
-    struct Entry {
-        double d;
-        Hkl g;
-    };
-    std::vector<Entry> entries;
+    std::vector<SpacedReflection> entries;
     entries.reserve(list.size());
     for (const Hkl &g : list) {
         entries.push_back({spacing(g, metric), g});
     }
-    std::stable_sort(entries.begin(), entries.end(),
-                     [](const Entry &a, const Entry &b) { return a.d > b.d; });
+    std::stable_sort(
+        entries.begin(), entries.end(),
+        [](const SpacedReflection &a, const SpacedReflection &b) { return hkld_comp(a, b) < 0; });
     std::transform(entries.begin(), entries.end(), list.begin(),
-                   [](const Entry &e) { return e.g; });
-}
-
-int find_n_g(const Hkl &g, std::span<const Hkl> list) {
-    const auto found = std::find(list.begin(), list.end(), g);
-    return found == list.end() ? -1 : static_cast<int>(found - list.begin());
+                   [](const SpacedReflection &e) { return e.g; });
 }
 
 double abs_edge_s_g_tilt(const Hkl &g, const SearchGeometry &geometry) {
@@ -234,18 +235,21 @@ void fget_sd_beams(Sd &sd, const Csd &csd, std::FILE *stream) {
     case 11:
         fget_beam_search_wg(stream, search);
         mb_fprintf(stdout, "Beam search (wg)... ");
+        mb_fflush(stdout);
         found = simple_beam_search_wg(search, sd.beam, csd);
         break;
     case 2:
     case 12:
         fget_beam_search_sg(stream, search);
         mb_fprintf(stdout, "Beam search (sg)... ");
+        mb_fflush(stdout);
         found = simple_beam_search_sg(search, sd.beam, csd);
         break;
     case 3:
     case 13:
         fget_beam_search_sg_multi(stream, search);
         mb_fprintf(stdout, "Beam search (sg)... ");
+        mb_fflush(stdout);
         found = beam_search_sg_multi(search, sd.beam, csd);
         break;
     default:

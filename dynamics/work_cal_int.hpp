@@ -47,7 +47,9 @@ struct WorkCalInt {
     Vector<int> index_list;       // global position of each matrix row
     int n_exact = 0;              // selected at this tilt
     int n_bethe = 0;
-    int n_kept = 0;   // kept branches; may stand from the tilt before
+    // Kept branches: all at first. Where no set of branches reaches the share asked for, the count
+    // of the tilt before stands.
+    int n_kept = 0;
     double K_n = 0.0; // 1/A, of this tilt
 
     // Scratch.

@@ -27,14 +27,22 @@ void skip_comment_block(int limit, char *buf, std::FILE *stream) {
     } while (!begins_with(buf, "}COMMENT"));
 }
 
-template <std::size_t N> std::array<double, N> fget_numbers(std::FILE *stream, const char *what) {
+template <std::size_t N> std::array<double, N> fget_fields(std::FILE *stream, const char *what) {
     std::array<double, N> numbers = {};
     str_to_fs(static_cast<int>(N), fget_line(stream, what).c_str(), numbers.data());
     return numbers;
 }
 
+template <std::size_t N> std::array<double, N> fget_numbers(std::FILE *stream, const char *what) {
+    const std::array<double, N> numbers = fget_fields<N>(stream, what);
+    for (const double number : numbers) {
+        chk_finite(number, what);
+    }
+    return numbers;
+}
+
 template <std::size_t N> std::array<int, N> fget_integers(std::FILE *stream, const char *what) {
-    const std::array<double, N> numbers = fget_numbers<N>(stream, what);
+    const std::array<double, N> numbers = fget_fields<N>(stream, what);
     std::array<int, N> integers = {};
     for (std::size_t i = 0; i < N; ++i) {
         integers[i] = truncate_to_int(numbers[i]);
@@ -156,6 +164,14 @@ int truncate_to_int(double value) {
         return std::numeric_limits<int>::min();
     }
     return static_cast<int>(value);
+}
+
+double chk_finite(double value, const char *what) {
+    if (!std::isfinite(value)) {
+        input_exit("$$ Found %g, expected %s: only finite numbers can be used. Abort.", value,
+                   what);
+    }
+    return value;
 }
 
 int second_int(const char *line) {

@@ -45,6 +45,10 @@ int to_int(const std::string &token);
 // bound when it does not fit, 0 for nan.
 int truncate_to_int(double value);
 
+// The value, which must be finite: nan and infinity end the run with a "$$" line that says what was
+// expected.
+double chk_finite(double value, const char *what);
+
 // Second token of a line; 0 when there is none.
 int second_int(const char *line);
 double second_double(const char *line);

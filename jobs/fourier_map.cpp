@@ -17,12 +17,6 @@ void chk_map_range(const MapRange &map) {
         input_exit("$$ CALC_RXY_RANGE: nx = %d, ny = %d, at most %g points can be drawn. Abort.",
                    map.nx, map.ny, map_point_limit);
     }
-    for (const double bound :
-         {map.rx_range[0], map.rx_range[1], map.ry_range[0], map.ry_range[1]}) {
-        if (!std::isfinite(bound)) {
-            input_exit("$$ CALC_RXY_RANGE: a range is not finite (%g). Abort.", bound);
-        }
-    }
 }
 
 } // namespace

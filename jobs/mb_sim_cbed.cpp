@@ -69,12 +69,13 @@ void calc_cbed_pattern(Csd &csd, Sd &sd, const complex *const *V, const std::str
     NonFiniteCount non_finite;
     const auto solve = [&](int p) {
         calc_intensity_with_perturb_ug(problem, sd.grid.kxy[p], work, scratch.get());
-        non_finite.add(all_finite(sd, scratch.get()));
         for (std::size_t o = 0; o < n_out; ++o) {
             for (std::size_t k = 0; k < n_thick; ++k) {
-                sd.intensity[o][k][p] = scratch[o][k] * epsilon.intensity_scaling;
+                scratch[o][k] *= epsilon.intensity_scaling;
+                sd.intensity[o][k][p] = scratch[o][k];
             }
         }
+        non_finite.add(all_finite(sd, scratch.get()));
     };
     // The tensor starts as zeros, which is what points outside the disk hold.
     for_each_tilt(sd.grid, solve);

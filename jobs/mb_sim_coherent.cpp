@@ -39,6 +39,10 @@ Probe input_sim_coherent_data(Sd &sd, std::FILE *stream) {
     probe.probe_pos = fget_3d(stream);
     chk_data("}COHERENT", stream);
     sd.result_bytes = 8;
+    if (epsilon.intensity_scaling < 0.0) {
+        input_exit("$$ intensity_scaling = %g: amplitudes are scaled by its square root. Abort.",
+                   epsilon.intensity_scaling);
+    }
     return probe;
 }
 

@@ -22,12 +22,16 @@ PotentialMatrix build_sim_potential(Csd &csd, const Sd &sd, std::FILE *log) {
 }
 
 TiltProblem prepare_tilts(Csd &csd, Sd &sd, const complex *const *V, std::FILE *log) {
-    chk_bc_accuracy();
     csd.metric = bravai(csd.cell);
     calc_kxy_tilt(sd, csd.metric);
     mb_fprintf(stdout, "$$ num_k_points = %d, num_k_points_effective = %d\n", sd.grid.num_pix,
                sd.grid.num_pix_in);
     warn_single_point_line(sd.grid, log);
+    if (sd.grid.disksize == 0.0) {
+        mb_fprintf_stdo(log,
+                        "$$ Warning: disksize = 0: the positions of the reflections in "
+                        "RF_INDEX, which are scaled by its inverse, are not finite numbers.\n");
+    }
     return tilt_problem(sd, csd, V);
 }
 

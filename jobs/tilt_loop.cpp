@@ -26,14 +26,6 @@ void warn_single_point_line(const TiltGrid &grid, std::FILE *log) {
     }
 }
 
-void chk_bc_accuracy() {
-    if (epsilon.bc_accuracy > 1.0) {
-        input_exit("$$ bc_accuracy = %g: no branches carry more than the whole excitation (1). "
-                   "Abort.",
-                   epsilon.bc_accuracy);
-    }
-}
-
 TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V) {
     return {sd, csd.metric, V, pre_calc_intensity(sd.beam, csd.metric),
             calc_abs_K(csd, sd.beam.acc_voltage)};

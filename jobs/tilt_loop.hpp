@@ -19,9 +19,6 @@ void chk_job_memory(const Sd &sd, double result_bytes);
 // Tells, before the run, of a line of tilts whose only point divides zero by zero.
 void warn_single_point_line(const TiltGrid &grid, std::FILE *log);
 
-// A share of the excitation above 1 cannot be reached by any set of branches.
-void chk_bc_accuracy();
-
 // The problem that all tilts of the job share.
 TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V);
 

@@ -22,9 +22,8 @@ double column_norm(int n, const complex *const *a, double *sums) {
         }
     }
     double norm = 0.0;
-    for (int j = 0; j < n; ++j) {
-        // NaN is kept.
-        norm = norm > sums[j] ? norm : sums[j];
+    for (int j = 0; j < n && !std::isnan(norm); ++j) {
+        norm = sums[j] <= norm ? norm : sums[j];
     }
     return norm;
 }

@@ -71,7 +71,10 @@ void substitute_back(int n, complex *alpha, InvmatWork &work) {
 } // namespace
 
 void inverse(int n, complex *const *m, complex *alpha, double tol, int &status, InvmatWork &work) {
-    assert(n > 0);
+    if (n < 1) {
+        status = 30000;
+        return;
+    }
     status = 0;
     const int column = largest_of_row(n, m[0]);
     for (int i = 0; i < n; ++i) {

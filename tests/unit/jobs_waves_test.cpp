@@ -354,7 +354,7 @@ std::vector<BadInput> bad_inputs() {
         {"map of too many", ok.bloch("2000000000 2000000000\n0 1\n0 1\n", "1 1\n"),
          "$$ CALC_RXY_RANGE: nx = 2000000000"},
         {"map without end", ok.bloch("2 2\n0 inf\n0 1\n", "1 1\n"),
-         "$$ CALC_RXY_RANGE: a range is not finite"},
+         "$$ Found inf, expected two numbers"},
     };
 }
 
