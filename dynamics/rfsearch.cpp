@@ -1,5 +1,6 @@
 #include "dynamics/rfsearch.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "crystal/potential_coef.hpp"
 #include "crystal/strct_f.hpp"
@@ -43,6 +44,7 @@ void go_through(const BeamSearch &search, const Csd &csd, FoundBeams &found, Adm
     const Hkl m = search_box(search.g_max, csd.metric);
     int candidates = 0;
     for (int h = -m.h; h <= m.h; ++h) {
+        chk_interrupt(h + m.h, 2 * m.h + 1);
         for (int k = -m.k; k <= m.k; ++k) {
             for (int l = -m.l; l <= m.l; ++l) {
                 const Hkl g = {h, k, l};
