@@ -375,7 +375,7 @@ class CbedPage {
             const value = this.sumAt(at);
             this.readout.textContent = value === undefined ? '' :
                 `K_t + g = (${number(at.x * data.sample, 4)}, ${number(at.y * data.sample, 4)}) 1/\u00c5` +
-                `   ${value.discs} discs   I = ${number(value.value, 6)}`;
+                `   ${value.discs} disc${value.discs === 1 ? '' : 's'}   I = ${number(value.value, 6)}`;
         } else {
             this.readout.textContent = sample ? this.describe(sample) : '';
         }

@@ -289,7 +289,7 @@ test('the coherent sum is the squared sum of the amplitudes at one final directi
         });
         await hover(geo, 0, column, row);
         const shown = await text('#readout');
-        assert.ok(shown.includes(`${discs} discs`), shown);
+        assert.ok(shown.includes(`${discs} disc${discs === 1 ? ' ' : 's'}`), shown);
         assert.ok(Math.abs(Number(/I = (\S+)/.exec(shown)[1]) - (re * re + im * im)) < 0.05, shown);
     }
     assert.match(await text('#note'), /nothing is interpolated/);
