@@ -193,7 +193,7 @@ void mb_bloch_state(InputFile &stream, std::FILE *log, const std::string &base_n
     stream.close();
     Sd &sd = condition.sd;
     chk_job_memory(sd, 0.0);
-    chk_bc_accuracy();
+    chk_tilt_settings();
 
     const PotentialMatrix potential = build_wave_potential(csd, sd, "Potential calc.", log);
     if (potential.status != 0) {

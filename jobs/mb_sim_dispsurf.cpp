@@ -81,7 +81,7 @@ void mb_dispersion_surface(InputFile &stream, std::FILE *log, const std::string 
     stream.close();
     Sd &sd = condition.sd;
     chk_dispsurf_memory(sd);
-    chk_bc_accuracy();
+    chk_tilt_settings();
 
     TiltProblem problem = tilt_problem(sd, csd, nullptr);
     const PotentialMatrix potential = build_wave_potential(csd, sd, "Potential.", log);

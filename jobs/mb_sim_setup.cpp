@@ -22,7 +22,7 @@ PotentialMatrix build_sim_potential(Csd &csd, const Sd &sd, std::FILE *log) {
 }
 
 TiltProblem prepare_tilts(Csd &csd, Sd &sd, const complex *const *V, std::FILE *log) {
-    chk_bc_accuracy();
+    chk_tilt_settings();
     csd.metric = bravai(csd.cell);
     calc_kxy_tilt(sd, csd.metric);
     mb_fprintf(stdout, "$$ num_k_points = %d, num_k_points_effective = %d\n", sd.grid.num_pix,

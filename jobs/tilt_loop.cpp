@@ -26,11 +26,15 @@ void warn_single_point_line(const TiltGrid &grid, std::FILE *log) {
     }
 }
 
-void chk_bc_accuracy() {
-    if (epsilon.bc_accuracy > 1.0) {
+void chk_tilt_settings() {
+    if (!(epsilon.bc_accuracy <= 1.0)) {
         input_exit("$$ bc_accuracy = %g: no branches carry more than the whole excitation (1). "
                    "Abort.",
                    epsilon.bc_accuracy);
+    }
+    if (!(epsilon.intensity_scaling >= 0.0) || std::isinf(epsilon.intensity_scaling)) {
+        input_exit("$$ intensity_scaling = %g: not a scale of intensities. Abort.",
+                   epsilon.intensity_scaling);
     }
 }
 

@@ -19,8 +19,9 @@ void chk_job_memory(const Sd &sd, double result_bytes);
 // Tells, before the run, of a line of tilts whose only point divides zero by zero.
 void warn_single_point_line(const TiltGrid &grid, std::FILE *log);
 
-// A share of the excitation above 1 cannot be reached by any set of branches.
-void chk_bc_accuracy();
+// Ends the run for settings that no tilt can be solved with: a bc_accuracy above 1, which no set of
+// branches reaches, and an intensity_scaling that is negative (amplitudes take its root) or none.
+void chk_tilt_settings();
 
 // The problem that all tilts of the job share. A surface normal of 0 0 0 ends the run.
 TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V);

@@ -184,6 +184,8 @@ TEST(Cbed, InputThatCannotBeUsedEndsTheRun) {
         {"$$ Data format error has been found at BEAM_SEARCH{.\n$$ Abort.\n$$ buf=x\n",
          [](auto &c, auto &, auto &) { c.grid += "}CALC_KXY_RANGE\nx\n"; }},
         {"$$ bc_accuracy = 1.5", [](auto &c, auto &, auto &) { c.settings = "bc_accuracy 1.5\n"; }},
+        {"$$ intensity_scaling = -1",
+         [](auto &c, auto &, auto &) { c.settings = "intensity_scaling -1\n"; }},
         {"$$ Invalid epsilon.invmat_func=3. Abort.\n",
          [](auto &c, auto &, auto &) { c.settings = "bc_invmat_func 3\nvg_select_flag 0\n"; }},
         {"$$ Invalid af. Abort.\n",
