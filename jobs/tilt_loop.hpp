@@ -19,6 +19,9 @@ void chk_job_memory(const Sd &sd, double result_bytes);
 // Tells, before the run, of a line of tilts whose only point divides zero by zero.
 void warn_single_point_line(const TiltGrid &grid, std::FILE *log);
 
+// Ends the run for a negative intensity_scaling, whose root amplitudes take.
+void chk_amplitude_scale();
+
 // The problem that all tilts of the job share.
 TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V);
 
