@@ -21,11 +21,11 @@ complex propagation_factor(double t, complex eigval, double K_n) {
     return c_exp(c_mul({0.0, -pi * t / K_n}, eigval));
 }
 
-// One branch of the sum, propagation factor given.
-complex branch_term(const WorkCalInt &work, int row, int j, complex propagation) {
+// Branch j in the sum of a matrix row at the entrance surface.
+complex branch_amplitude(const WorkCalInt &work, int row, int j) {
     const double root = std::sqrt(work.beta_selected[row]);
     const complex C = {work.eigvec[row][j].re / root, work.eigvec[row][j].im / root};
-    return c_mul(c_mul(C, work.alpha[j]), propagation);
+    return c_mul(C, work.alpha[j]);
 }
 
 // The kept count may stand from a tilt with more branches.
@@ -51,12 +51,15 @@ void for_each_amplitude(const TiltProblem &problem, WorkCalInt &work, Put put) {
     }
     for (std::size_t o = 0; o < problem.sd.reflections.size(); ++o) {
         const int row = work.out_rows[o];
+        complex *entrance = work.branch_amplitudes.data();
+        for (int b = 0; is_row(row, work) && b < n_kept; ++b) {
+            entrance[b] = branch_amplitude(work, row, work.branch_list[b]);
+        }
         for (std::size_t k = 0; k < thicknesses.size(); ++k) {
             complex psi;
             if (is_row(row, work)) {
                 for (int b = 0; b < n_kept; ++b) {
-                    psi = c_add(
-                        psi, branch_term(work, row, work.branch_list[b], work.propagation[k][b]));
+                    psi = c_add(psi, c_mul(entrance[b], work.propagation[k][b]));
                 }
             }
             put(o, k, psi);
@@ -146,8 +149,8 @@ complex psi_limited_ug(int row, double t, const WorkCalInt &work) {
     }
     for (int b = 0; b < kept_branches(work); ++b) {
         const int j = work.branch_list[b];
-        psi =
-            c_add(psi, branch_term(work, row, j, propagation_factor(t, work.eigval[j], work.K_n)));
+        psi = c_add(psi, c_mul(branch_amplitude(work, row, j),
+                               propagation_factor(t, work.eigval[j], work.K_n)));
     }
     return psi;
 }

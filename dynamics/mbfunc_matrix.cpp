@@ -36,13 +36,24 @@ void construct_ug_mat_slct(double voltage, const complex *const *V, const WorkCa
     const double gamma = relativ_corr(voltage);
     const complex U0 = vg_to_ug(V[0][0], gamma);
     const double K = std::sqrt(k0 * k0 + U0.re);
+    const double U_per_V = vg_to_ug({1.0, 0.0}, gamma).re;
+    const int *list = work.index_list.data();
     for (int i = 0; i < n; ++i) {
-        const int a = work.index_list[i];
+        const double beta = work.beta[list[i]];
+        const complex *row = V[list[i]];
+        double root = 0.0;
+        double product = 0.0;
         for (int j = 0; j < n; ++j) {
-            const int b = work.index_list[j];
-            A[i][j] = divided(vg_to_ug(V[a][b], gamma), std::sqrt(work.beta[a] * work.beta[b]));
+            // Beams of one Laue zone share beta where the normal is the zone axis.
+            const double beta_ij = beta * work.beta[list[j]];
+            if (j == 0 || beta_ij != product) {
+                product = beta_ij;
+                root = std::sqrt(beta_ij);
+            }
+            const complex &v = row[list[j]];
+            A[i][j] = {v.re * U_per_V / root, v.im * U_per_V / root};
         }
-        A[i][i] = divided({2.0 * K * work.s[a], U0.im}, work.beta[a]);
+        A[i][i] = divided({2.0 * K * work.s[list[i]], U0.im}, beta);
     }
 }
 
@@ -51,16 +62,20 @@ void fold_bethe_beams(int flag_bs, int n_exact, int n_bethe, const complex *cons
     if (flag_bs <= last_generalized_code) {
         g_bethe(n_exact, n_bethe, A, B, work.bethe, work.invmat);
     } else {
-        simple_bethe(n_exact, n_bethe, A, B);
+        simple_bethe(n_exact, n_bethe, A, B, work.invmat);
     }
 }
 
 void g_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B, BetheWork &bethe,
              InvmatWork &invmat_work) {
-    c_matcopy2(n_exact, A, B);
     if (n_bethe == 0) {
+        c_matcopy2(n_exact, A, B);
         return;
     }
+    if (schur_complement(n_exact, n_bethe, A, B, invmat_work)) {
+        return;
+    }
+    c_matcopy2(n_exact, A, B);
     complex *const *bb = bethe.bb.get();
     copy_block(n_bethe, n_bethe, A, n_exact, n_exact, bb);
     invmat(n_bethe, bb, invmat_work);
@@ -74,20 +89,13 @@ void g_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *
     c_matsub2(n_exact, B, bethe.t.get());
 }
 
-void simple_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B) {
-    c_matcopy2(n_exact, A, B);
+void simple_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B,
+                  InvmatWork &invmat_work) {
     if (n_bethe == 0) {
+        c_matcopy2(n_exact, A, B);
         return;
     }
-    for (int i = 0; i < n_exact; ++i) {
-        for (int j = 0; j < n_exact; ++j) {
-            complex sum;
-            for (int b = n_exact; b < n_exact + n_bethe; ++b) {
-                sum = c_add(sum, c_div(c_mul(A[i][b], A[b][j]), A[b][b]));
-            }
-            B[i][j] = c_sub(A[i][j], sum);
-        }
-    }
+    schur_complement_diagonal(n_exact, n_bethe, A, B, invmat_work);
 }
 
 void pvg_to_vg(int p, int n, const complex *const *const *stack, complex *const *matrix) {

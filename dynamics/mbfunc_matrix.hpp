@@ -26,7 +26,8 @@ void g_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *
 
 // B_ij = A_ij - sum_b A_ib A_bj / A_bb: each Bethe beam through its own diagonal element (H. Bethe,
 // Ann. Phys. 87 (1928) 55). A zero diagonal gives non-finite values.
-void simple_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B);
+void simple_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B,
+                  InvmatWork &invmat_work);
 
 // The p-th n x n matrix of a stack, to a matrix and back.
 void pvg_to_vg(int p, int n, const complex *const *const *stack, complex *const *matrix);

@@ -53,11 +53,12 @@ struct WorkCalInt {
     double K_n = 0.0; // 1/A, of this tilt
 
     // Scratch.
-    Matrix<complex> boundary;    // C / sqrt(beta)
-    Matrix<complex> propagation; // [thickness][branch] exp(-i pi lambda t / K_n)
-    Vector<complex> phases;      // of the probe, per branch
-    Vector<double> weights;      // |alpha|^2
-    Vector<int> order;           // bethe beams of a selection; order of the weights
+    Matrix<complex> boundary;          // C / sqrt(beta)
+    Matrix<complex> propagation;       // [thickness][branch] exp(-i pi lambda t / K_n)
+    Vector<complex> branch_amplitudes; // C alpha / sqrt(beta) of one output beam, per kept branch
+    Vector<complex> phases;            // of the probe, per branch
+    Vector<double> weights;            // |alpha|^2
+    Vector<int> order;                 // bethe beams of a selection; order of the weights
     BetheWork bethe;
     EigmatWork eigmat;
     InvmatWork invmat;

@@ -27,6 +27,16 @@ struct InvmatWork {
 // told on the console ("$$ (invmat): inv_c_mat = %d\n") and the run goes on. Returns 0.
 int invmat(int n, complex *const *a, InvmatWork &work);
 
+// B (n x n) = A_11 - A_12 A_22^-1 A_21, where A_22 is the trailing block of order m of A: what
+// invmat and two products give, to rounding, by eliminating the block. False, B being left as it
+// is, where inv_c_mat would find the block singular, or for any invmat_func but 0: then invmat has
+// to tell.
+bool schur_complement(int n, int m, const complex *const *a, complex *const *b, InvmatWork &work);
+
+// B (n x n) = A_11 - A_12 D^-1 A_21, D the diagonal of the trailing block of order m of A.
+void schur_complement_diagonal(int n, int m, const complex *const *a, complex *const *b,
+                               InvmatWork &work);
+
 // alpha = first column of M^-1 by inverse(); the contents of M are given up. Any bc_invmat_func but
 // 0 ends the run
 // ("$$ Invalid epsilon.bc_invmat_func=%d. Abort.\n", status 1). Returns the status of the routine:

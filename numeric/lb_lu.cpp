@@ -23,6 +23,14 @@ int pivot_row(const LuTask &task, const Planes &a, int k) {
     return largest == 0.0 && end < task.n ? task.n - 1 : pivot;
 }
 
+int row_end(const LuTask &task) {
+    return task.n + task.border;
+}
+
+int column_end(const LuTask &task) {
+    return task.border > 0 ? border_column(task.n) + task.border : task.n;
+}
+
 void exchange_rows(const Planes &a, int n, int i, int k) {
     std::swap_ranges(a.re_row(i), a.re_row(i) + n, a.re_row(k));
     std::swap_ranges(a.im_row(i), a.im_row(i) + n, a.im_row(k));
@@ -38,9 +46,9 @@ int decompose_panel(const LuTask &task, const Planes &a, int k0, int k1, int *in
             return k;
         }
         if (p != k) {
-            exchange_rows(a, task.n, p, k);
+            exchange_rows(a, column_end(task), p, k);
         }
-        for (int i = k + 1; i < task.n; ++i) {
+        for (int i = k + 1; i < row_end(task); ++i) {
             const complex factor = c_div(a.at(i, k), pivot);
             a.set(i, k, factor);
             kernels().eliminate(a, i, k, k + 1, k1, factor);
@@ -50,17 +58,22 @@ int decompose_panel(const LuTask &task, const Planes &a, int k0, int k1, int *in
 }
 
 // A -= L U right of and below the panel.
-void update_rest(int n, const Planes &a, int k0, int k1) {
+void update_rest(const LuTask &task, const Planes &a, int k0, int k1) {
+    const int first_column = k1 < task.n ? k1 : border_column(task.n);
     Product p;
-    p.rows = p.cols = n - k1;
+    p.rows = row_end(task) - k1;
+    p.cols = column_end(task) - first_column;
+    if (p.rows <= 0 || p.cols <= 0) {
+        return;
+    }
     p.inner = p.upper_from = k1 - k0;
     p.subtract = true;
-    p.c = a.from(k1, k1);
+    p.c = a.from(k1, first_column);
     p.ar = a.re_row(k1) + k0;
     p.ai = a.im_row(k1) + k0;
     p.a_row = a.ld;
     p.a_col = 1;
-    p.b = a.from(k0, k1);
+    p.b = a.from(k0, first_column);
     kernels().multiply(p);
 }
 
@@ -75,10 +88,10 @@ int lu_decompose(const LuTask &task, const Planes &a, int *interchange) {
         }
         for (int i = k0 + 1; i < k1; ++i) {
             for (int k = k0; k < i; ++k) {
-                kernels().eliminate(a, i, k, k1, task.n, a.at(i, k));
+                kernels().eliminate(a, i, k, k1, column_end(task), a.at(i, k));
             }
         }
-        update_rest(task.n, a, k0, k1);
+        update_rest(task, a, k0, k1);
     }
     return task.n;
 }

@@ -14,7 +14,16 @@ struct LuTask {
     double tol = 0.0;
     // Keeps the last row out of the choice of pivots while another one is not zero.
     bool spare_last_row = false;
+    // Rows below the n x n block, and as many columns from border_column(n) on, which are
+    // eliminated along with it and never hold a pivot: what is left where they meet is their own
+    // block minus rows A^-1 columns. The columns between n and border_column(n) have to be zero.
+    int border = 0;
 };
+
+// Where the columns of the border begin: at a whole strip.
+inline constexpr int border_column(int n) {
+    return round_up_strip(n);
+}
 
 // A <- L and U of P A: L unit lower, U upper triangular. The pivot of a column is its entry of
 // largest modulus on or below the diagonal; interchange[k] is the row that row k was exchanged

@@ -162,23 +162,57 @@ Matrix<complex> random_matrix(int n, unsigned seed) {
 
 TEST(BetheFolding, GeneralizedFormIsTheBlockOfTheInverse) {
     // (A^-1)_ee is the inverse of the folded matrix.
-    constexpr int n = 7;
-    constexpr int m = 5;
-    const Matrix<complex> A = random_matrix(n + m, 11);
-    BetheWork bethe(n + m);
-    InvmatWork invmat_work(n + m);
-    Matrix<complex> B(n, n);
-    g_bethe(n, m, A.get(), B.get(), bethe, invmat_work);
-    Matrix<complex> inverse(n + m, n + m);
-    c_matcopy2(n + m, A.get(), inverse.get());
-    invmat(n + m, inverse.get(), invmat_work);
-    Matrix<complex> product(n, n);
-    c_matmult(n, n, n, product.get(), B.get(), inverse.get());
-    for (int i = 0; i < n; ++i) {
-        for (int j = 0; j < n; ++j) {
-            EXPECT_NEAR(product[i][j].re, i == j ? 1.0 : 0.0, 1e-13);
-            EXPECT_NEAR(product[i][j].im, 0.0, 1e-13);
+    for (const auto &[n, m] : {std::pair{7, 5}, {1, 1}, {3, 20}, {20, 16}, {19, 33}, {33, 2}}) {
+        const Matrix<complex> A = random_matrix(n + m, 11);
+        BetheWork bethe(n + m);
+        InvmatWork invmat_work(n + m);
+        Matrix<complex> B(n, n);
+        g_bethe(n, m, A.get(), B.get(), bethe, invmat_work);
+        Matrix<complex> inverse(n + m, n + m);
+        c_matcopy2(n + m, A.get(), inverse.get());
+        invmat(n + m, inverse.get(), invmat_work);
+        Matrix<complex> product(n, n);
+        c_matmult(n, n, n, product.get(), B.get(), inverse.get());
+        for (int i = 0; i < n; ++i) {
+            for (int j = 0; j < n; ++j) {
+                EXPECT_NEAR(product[i][j].re, i == j ? 1.0 : 0.0, 1e-12) << n << ' ' << m;
+                EXPECT_NEAR(product[i][j].im, 0.0, 1e-12) << n << ' ' << m;
+            }
         }
+    }
+}
+
+TEST(BetheFolding, SingularBlockIsToldAndFoldedWithWhatTheInversionLeft) {
+    constexpr int n = 2;
+    for (const int m : {3, 20}) {
+        // The last Bethe beam repeats the one before it.
+        Matrix<complex> A = random_matrix(n + m, 3);
+        for (int j = 0; j < n + m; ++j) {
+            A[n + m - 1][j] = A[n + m - 2][j];
+        }
+        WorkCalInt w(n + m, 0, 0);
+        Matrix<complex> left(m, m);
+        for (int i = 0; i < m; ++i) {
+            std::copy_n(A[n + i] + n, m, left[i]);
+        }
+        testing::internal::CaptureStdout();
+        invmat(m, left.get(), w.invmat);
+        const std::string told = testing::internal::GetCapturedStdout();
+        Matrix<complex> B(n, n);
+        testing::internal::CaptureStdout();
+        g_bethe(n, m, A.get(), B.get(), w.bethe, w.invmat);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), told);
+        EXPECT_NE(told.find("$$ Anomalous termination in inv_c_mat.\n$$ (invmat): inv_c_mat = " +
+                            std::to_string(m - 1)),
+                  std::string::npos);
+        complex sum = A[1][0];
+        for (int a = 0; a < m; ++a) {
+            for (int b = 0; b < m; ++b) {
+                sum = c_sub(sum, c_mul(c_mul(A[1][n + a], left[a][b]), A[n + b][0]));
+            }
+        }
+        EXPECT_NEAR(B[1][0].re, sum.re, 1e-10);
+        EXPECT_NEAR(B[1][0].im, sum.im, 1e-10);
     }
 }
 
@@ -199,7 +233,7 @@ TEST(BetheFolding, FormsAgreeWithoutCouplingOfBetheBeams) {
         Matrix<complex> generalized(n, n);
         Matrix<complex> simple(n, n);
         g_bethe(n, m, A.get(), generalized.get(), bethe, invmat_work);
-        simple_bethe(n, m, A.get(), simple.get());
+        simple_bethe(n, m, A.get(), simple.get(), invmat_work);
         double largest = 0.0;
         for (int i = 0; i < n; ++i) {
             for (int j = 0; j < n; ++j) {
@@ -225,7 +259,7 @@ TEST(BetheFolding, MethodCodeChoosesTheForm) {
         if (code <= 9) {
             g_bethe(n, m, A.get(), expected.get(), w.bethe, w.invmat);
         } else {
-            simple_bethe(n, m, A.get(), expected.get());
+            simple_bethe(n, m, A.get(), expected.get(), w.invmat);
         }
         EXPECT_EQ(B[1][2].re, expected[1][2].re) << code;
     }
