@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 
 constexpr const char *param_name = "run.prm";
 constexpr double memory_bound = 1 << 20;
-constexpr long time_bound = 200000; // microseconds of processor time
+constexpr long time_bound = 50000; // microseconds of processor time
 
 fs::path work_folder;
 
