@@ -21,7 +21,7 @@ function decadeTicks(low, high) {
 // As many digits as tell neighbouring ticks apart.
 function tickText(value, list, log) {
     if (log) {
-        return number(value, 2);
+        return number(Number(value.toPrecision(2)), 6);
     }
     const step = list.length > 1 ? Math.abs(list[1] - list[0]) : Math.abs(value) || 1;
     const top = Math.max(...list.map(Math.abs));
