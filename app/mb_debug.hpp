@@ -19,7 +19,8 @@ void dbg_dump_complexmat(int flag, const char *title, int n, const complex *cons
 void progress_indicator(int i, int n);
 
 // n = -1 starts the clock, n > 0 forecasts the time of n steps after the first one is done,
-// n = 0 ends the timing with the time elapsed. Processor time, in minutes and hours.
-void exec_time_forecast(int n);
+// n = 0 ends the timing with the time elapsed. In minutes and hours: processor time; with several
+// threads, which share the steps from the second one on, the time of day.
+void exec_time_forecast(int n, int threads = 1);
 
 } // namespace orvel
