@@ -5,6 +5,7 @@
 #include "numeric/data_out.hpp"
 
 #include <chrono>
+#include <csignal>
 #include <ctime>
 
 namespace orvel {
@@ -17,6 +18,13 @@ int five_ct = 5;
 // Clock readings in seconds: start of the timed loop, and the latest one.
 double clock_start = 0.0;
 double clock_now = 0.0;
+
+volatile std::sig_atomic_t interrupted = 0;
+
+extern "C" void note_interrupt(int signal) {
+    interrupted = 1;
+    std::signal(signal, SIG_DFL);
+}
 
 // Processor time, or the time of day for several threads, in seconds, read in whole milliseconds.
 double clock_seconds(int threads) {
@@ -56,7 +64,23 @@ void dbg_dump_complexmat(int flag, const char *title, int n, const complex *cons
     }
 }
 
+void catch_interrupts() {
+    interrupted = 0;
+    for (const int signal : {SIGINT, SIGTERM}) {
+        if (std::signal(signal, note_interrupt) == SIG_IGN) {
+            std::signal(signal, SIG_IGN);
+        }
+    }
+}
+
+void chk_interrupt(int i, int n) {
+    if (interrupted != 0) {
+        input_exit("\n$$ Interrupted after %d of %d steps. Abort.", i, n);
+    }
+}
+
 void progress_indicator(int i, int n) {
+    chk_interrupt(i, n);
     if (i == 0) {
         five_ct = 5;
     }

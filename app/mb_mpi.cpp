@@ -2,7 +2,9 @@
 
 #include <cstdarg>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
+#include <vector>
 
 namespace orvel {
 
@@ -13,6 +15,63 @@ void program_exit(int status) {
 }
 
 RunEnding run_ending = program_exit;
+
+// Longest name of a file in a folder of the usual file systems.
+constexpr std::size_t max_component = 255;
+
+// Results that are being written: an exit destroys no local OutputFile.
+std::vector<std::string> &temporaries() {
+    static std::vector<std::string> names;
+    return names;
+}
+
+void remove_temporaries() {
+    for (const std::string &name : temporaries()) {
+        std::remove(name.c_str());
+    }
+    temporaries().clear();
+}
+
+// The name that a chain of links leads to, whether there is such a file or not.
+std::filesystem::path follow_links(std::filesystem::path path) {
+    std::error_code failed;
+    for (int links = 0; links < 40 && std::filesystem::is_symlink(path, failed); ++links) {
+        path = path.parent_path() / std::filesystem::read_symlink(path, failed);
+    }
+    return path;
+}
+
+// The name, cut at its front where it would be too long for a file.
+std::filesystem::path name_beside(const std::filesystem::path &target) {
+    const std::string name = target.filename().string() + ".part";
+    const std::size_t cut = name.size() > max_component ? name.size() - max_component : 0;
+    return target.parent_path() / name.substr(cut);
+}
+
+// Opening does not truncate.
+bool is_writable(const std::filesystem::path &path) {
+    std::FILE *stream = std::fopen(path.c_str(), "r+");
+    if (stream == nullptr) {
+        return false;
+    }
+    std::fclose(stream);
+    return true;
+}
+
+OutputFile open_beside(const std::string &path, const std::filesystem::path &target, bool exists) {
+    const std::filesystem::path temporary = name_beside(target);
+    std::FILE *stream =
+        exists && !is_writable(target) ? nullptr : std::fopen(temporary.c_str(), "w");
+    if (stream == nullptr) {
+        return {};
+    }
+    if (exists) {
+        std::error_code ignored;
+        std::filesystem::permissions(temporary, std::filesystem::status(target).permissions(),
+                                     ignored);
+    }
+    return {stream, path, temporary.string()};
+}
 
 [[noreturn]] void exit_with_message(std::FILE *stream, const char *prefix, const char *format,
                                     std::va_list args) {
@@ -29,6 +88,7 @@ RunEnding set_run_ending(RunEnding ending) {
 }
 
 void end_run(int status) {
+    remove_temporaries();
     if (std::fflush(stdout) != 0) {
         std::fputs("$$ Cannot write standard output. Abort.\n", stderr);
         status = 1;
@@ -37,26 +97,52 @@ void end_run(int status) {
     std::abort(); // an ending that returns is a programmer's error
 }
 
-OutputFile::OutputFile(std::FILE *stream, std::string path)
-    : stream_(stream), path_(std::move(path)) {}
+OutputFile::OutputFile(std::FILE *stream, std::string path, std::string temporary)
+    : stream_(stream), path_(std::move(path)), temporary_(std::move(temporary)) {
+    if (!temporary_.empty()) {
+        temporaries().push_back(temporary_);
+    }
+}
 
 OutputFile::~OutputFile() {
     if (stream_ != nullptr) {
         std::fclose(stream_);
+        discard_temporary();
     }
 }
 
 OutputFile::OutputFile(OutputFile &&other) noexcept
-    : stream_(other.release()), path_(std::move(other.path_)) {}
+    : stream_(std::exchange(other.stream_, nullptr)), path_(std::move(other.path_)),
+      temporary_(std::move(other.temporary_)) {}
 
 OutputFile &OutputFile::operator=(OutputFile &&other) noexcept {
     std::swap(stream_, other.stream_);
     std::swap(path_, other.path_);
+    std::swap(temporary_, other.temporary_);
     return *this;
 }
 
-std::FILE *OutputFile::release() {
-    return std::exchange(stream_, nullptr);
+void OutputFile::discard_temporary() {
+    if (std::erase(temporaries(), temporary_) > 0) {
+        std::remove(temporary_.c_str());
+    }
+}
+
+bool OutputFile::finish() {
+    const bool failed = std::ferror(stream_) != 0;
+    if (std::fclose(std::exchange(stream_, nullptr)) != 0 || failed) {
+        discard_temporary();
+        return false;
+    }
+    if (temporary_.empty()) {
+        return true;
+    }
+    const bool in_place = std::rename(temporary_.c_str(), follow_links(path_).c_str()) == 0;
+    if (in_place) {
+        std::erase(temporaries(), temporary_);
+    }
+    discard_temporary();
+    return in_place;
 }
 
 int mb_fprintf(std::FILE *stream, const char *format, ...) {
@@ -93,19 +179,29 @@ void mb_fflush(std::FILE *stream) {
     std::fflush(stream);
 }
 
-OutputFile mb_fopen_chk_wmode(const std::string &path) {
-    std::FILE *stream = std::fopen(path.c_str(), "w");
-    if (stream == nullptr) {
+OutputFile open_output(const std::string &path, Writing writing) {
+    const std::filesystem::path target = follow_links(path);
+    std::error_code ignored;
+    const std::filesystem::file_type type = std::filesystem::status(target, ignored).type();
+    const bool exists = type == std::filesystem::file_type::regular;
+    // A name that is too long, say, has no type, and fails to open below.
+    if (writing == Writing::beside && (exists || type == std::filesystem::file_type::not_found)) {
+        return open_beside(path, target, exists);
+    }
+    return {std::fopen(path.c_str(), "w"), path, {}};
+}
+
+OutputFile mb_fopen_chk_wmode(const std::string &path, Writing writing) {
+    OutputFile file = open_output(path, writing);
+    if (file == nullptr) {
         mb_fprintf(stderr, "$$ Cannot open %s. Abort.\n", path.c_str());
         end_run(1);
     }
-    return {stream, path};
+    return file;
 }
 
 void mb_fclose(OutputFile &file) {
-    std::FILE *stream = file.release();
-    const bool failed = std::ferror(stream) != 0;
-    if (std::fclose(stream) != 0 || failed) {
+    if (!file.finish()) {
         mb_fprintf(stderr, "$$ Cannot write %s. Abort.\n", file.path().c_str());
         end_run(1);
     }

@@ -17,15 +17,19 @@ using RunEnding = void (*)(int status);
 // Replaces the ending and returns the one before; null restores the program's own (std::exit).
 RunEnding set_run_ending(RunEnding ending);
 
-// The one place where a run ends before its job is done.
+// The one place where a run ends before its job is done. Results that are not complete are
+// removed.
 [[noreturn]] void end_run(int status);
 
-// An output file and the name it was opened by, which a failing close has to tell. Move-only;
-// the destructor closes without a check and is only reached open when the run ends early.
+// An output file and the name it was opened by, which a failing close has to tell. A result is
+// written beside its place, under the name `temporary`, and put there by mb_fclose, so that a name
+// of a result never stands for half of one. Move-only; the destructor closes without a check and
+// is only reached open when the run ends early: then it removes the temporary.
 class OutputFile {
 public:
     OutputFile() = default;
-    OutputFile(std::FILE *stream, std::string path);
+    // An empty temporary: written in place.
+    OutputFile(std::FILE *stream, std::string path, std::string temporary);
     ~OutputFile();
     OutputFile(OutputFile &&other) noexcept;
     OutputFile &operator=(OutputFile &&other) noexcept;
@@ -35,12 +39,15 @@ public:
     // The open stream; null when the file was never opened or is closed.
     operator std::FILE *() const { return stream_; }
     const std::string &path() const { return path_; }
-    // Gives up the stream without closing it.
-    std::FILE *release();
+    // Flushes, closes and puts the file in its place; false when any of it failed.
+    bool finish();
 
 private:
+    void discard_temporary();
+
     std::FILE *stream_ = nullptr;
     std::string path_;
+    std::string temporary_;
 };
 
 // Formatted write to one stream; returns what the underlying write returns.
@@ -57,9 +64,16 @@ void two_fprintf(std::FILE *stream1, std::FILE *stream2, const char *format, ...
 
 void mb_fflush(std::FILE *stream);
 
-// Opens a file for writing, truncating it. On failure: "$$ Cannot open %s. Abort.\n" on standard
-// error, exit status 1.
-OutputFile mb_fopen_chk_wmode(const std::string &path);
+// Where a file is written until it is closed. Devices and pipes are always written in place.
+enum class Writing { beside, in_place };
+
+// Opens a file for writing, truncating it; a link leads to its target. The stream is null on
+// failure, also where a file of an earlier run may not be written to.
+OutputFile open_output(const std::string &path, Writing writing);
+
+// Opens a file for writing. On failure: "$$ Cannot open %s. Abort.\n" on standard error, exit
+// status 1. Logs, which shall tell of a run that ended early, are written in place.
+OutputFile mb_fopen_chk_wmode(const std::string &path, Writing writing = Writing::beside);
 
 // Flushes and closes. Whatever could not be written (disk full, a closed pipe) is noticed here:
 // "$$ Cannot write %s. Abort.\n" on standard error, exit status 1.

@@ -1,5 +1,6 @@
 #include "app/orvel.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
 #include "app/settings_readers.hpp"
@@ -8,6 +9,7 @@
 #include "jobs/jobs.hpp"
 #include "numeric/vecmat.hpp"
 
+#include <array>
 #include <csignal>
 #include <new>
 
@@ -49,6 +51,14 @@ void ignore_broken_pipes() {
 #ifdef SIGPIPE
     std::signal(SIGPIPE, SIG_IGN);
 #endif
+}
+
+// A file opened in the place of a closed standard stream would get its text, so those places are
+// taken first. Opened for reading: what is written to a closed output still fails.
+void occupy_standard_streams() {
+    static const std::array<std::FILE *, 3> held = {
+        std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r")};
+    static_cast<void>(held);
 }
 
 // Memory that runs out in any container ends the run as the allocators' own checks do.
@@ -136,13 +146,12 @@ void mb_job(const std::string &param_file, const std::string &base_name, std::FI
 }
 
 int run_orvel(int argc, char **argv) {
+    occupy_standard_streams();
     ignore_broken_pipes();
     end_when_memory_is_out();
     mb_fprintf(stdout, "\n#####  Welcome to ORVEL\n");
     mb_fprintf(stdout, "%s\n", version_text);
     opening_title();
-    // Before any file is open: one opened in the place of a closed standard output would get its
-    // text.
     chk_standard_output();
 
     read_ini_file();
@@ -152,10 +161,11 @@ int run_orvel(int argc, char **argv) {
     const std::string log_name = base_name + "_log.txt";
     chk_name_length(log_name);
 
-    OutputFile log = mb_fopen_chk_wmode(log_name);
+    OutputFile log = mb_fopen_chk_wmode(log_name, Writing::in_place);
     mb_fprintf(log, "%s\n", version_text);
     opening_title_log(log);
     mb_fprintf_stdo(log, "parameter_file: %s\n", param_file.c_str());
+    catch_interrupts();
     mb_job(param_file, base_name, log);
 
     ending_title(log);

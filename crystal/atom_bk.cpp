@@ -127,7 +127,7 @@ int atom_bk(const BkTable &table, double s, double B, ScatteringFactors &out, do
     if (E <= 0.0 || E > 10000.0) {
         return 4;
     }
-    const double B_grid = std::clamp(B, 0.0, table.gm[rows - 1]);
+    const double B_grid = std::min(std::max(B, 0.0), table.gm[rows - 1]);
     const int status = B_grid == B ? 0 : 2;
     // Twice the rest energy of the electron is 1022 keV, and its square 261127 keV^2.
     const double beta = std::sqrt(1.0 - 261127.0 / ((1022.0 + E) * E + 261127.0));

@@ -120,6 +120,15 @@ void read_low_order_block(std::FILE *stream, Csd &csd) {
 }
 
 // Refuses what no calculation can use; the geometry behind it takes every cell as it comes.
+std::vector<double> parameter_values(const Csd &csd) {
+    std::vector<double> values;
+    const auto collect = [&](const FitPar &, const double &value) { values.push_back(value); };
+    visit_cell_parameters(csd, collect);
+    visit_site_parameters(csd, collect);
+    visit_low_order_parameters(csd, collect);
+    return values;
+}
+
 void check_crystal(const Csd &csd) {
     const auto check = [](const FitPar &par, const double &value) {
         if (!std::isfinite(value)) {
@@ -169,6 +178,18 @@ Csd input_csd_cstr(std::FILE *stream, const std::string &base_name) {
     refresh_equivalent_b(csd);
     dbg_atm_pos_out(csd, base_name);
     return csd;
+}
+
+void resolve_constraints_again(Csd &csd) {
+    const std::vector<double> before = parameter_values(csd);
+    constraint_csd(csd);
+    refresh_equivalent_b(csd);
+    if (parameter_values(csd) != before) {
+        mb_fprintf(stdout,
+                   "$$ Warning: a constraint refers to a parameter that is resolved after it; "
+                   "its value has changed from here on.\n");
+        check_crystal(csd);
+    }
 }
 
 void fget_latpar_cstr(std::FILE *stream, CellConstants &cell, std::array<FitPar, 6> &pars) {

@@ -83,6 +83,11 @@ struct Csd {
 // and lattice parameters that span no cell end the run with a "$$" line.
 Csd input_csd_cstr(std::FILE *stream, const std::string &base_name);
 
+// Resolves the constraints of a complete crystal again, as every builder of coefficients does. A
+// constraint that refers to a parameter resolved after it moves then: one "$$" warning line on the
+// console, since multiplicities and beam search used the value of the first resolution.
+void resolve_constraints_again(Csd &csd);
+
 // Six fit-parameter lines: a, b, c, alpha, beta, gamma.
 void fget_latpar_cstr(std::FILE *stream, CellConstants &cell, std::array<FitPar, 6> &pars);
 // n SITE{ blocks, with their scattering tables, appended to the record's arrays: a count that the
@@ -93,7 +98,7 @@ void fget_atmpar_cstr(std::FILE *stream, int n, Csd &csd);
 // ends the run: "$$(fget_low_g_cst) Invalid lof_type(=%d). Abort.\n", status 1.
 void fget_lofg_cstr(std::FILE *stream, int n, Csd &csd);
 
-// Sizes the arrays of a record; a second call that differs in size starts the arrays anew.
+// Sizes the arrays of a record; a second call starts the arrays anew.
 void alloc_csd(int nops, int nsites, int num_low_order, Csd &csd);
 // Per-site arrays of lof_type 3 and 4.
 void alloc_csd_sub_cstr(int nsites, int num_low_order, int lof_type, Csd &csd);

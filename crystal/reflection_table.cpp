@@ -12,10 +12,6 @@ void append(const Hkl &hkl, complex F, ReflectionTable &table) {
     table.F.push_back(F);
 }
 
-bool is_full(const ReflectionTable &table) {
-    return table.count() >= table.capacity;
-}
-
 } // namespace
 
 std::size_t HklHash::operator()(const Hkl &g) const {
@@ -35,12 +31,12 @@ int search_g_table(const Hkl &hkl, const ReflectionTable &table) {
 
 void stock_fg_tbl_sym(const Hkl &hkl, complex F, ReflectionTable &table,
                       std::span<const SymOp> ops) {
-    if (is_full(table)) {
+    if (table.is_full()) {
         return;
     }
     append(hkl, F, table);
     for (const SymOp &op : ops) {
-        if (is_full(table)) {
+        if (table.is_full()) {
             return;
         }
         const Hkl equivalent = gen_reflex(hkl, op);

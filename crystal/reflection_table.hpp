@@ -2,6 +2,7 @@
 #pragma once
 
 #include "crystal/spgroup.hpp"
+#include "numeric/complex.hpp"
 
 #include <span>
 #include <unordered_map>
@@ -25,6 +26,7 @@ struct ReflectionTable {
     std::unordered_map<Hkl, int, HklHash> index;
 
     int count() const { return static_cast<int>(hkl.size()); }
+    bool is_full() const { return count() >= capacity; }
 };
 
 // Position of hkl in the table, or -1.

@@ -1,14 +1,10 @@
 // Space groups: operations from "orvelspg.dat" completed with centring and inversion, generated
-// positions, site multiplicities, and the reflection table that shares a structure factor among
-// the symmetry equivalents.
+// positions and their equality.
 #pragma once
 
 #include "crystal/lattice.hpp"
-#include "numeric/complex.hpp"
 
 #include <array>
-#include <cstdio>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -35,7 +31,9 @@ SpaceGroup read_sp_group_tbl(int number);
 std::string read_latt_type(int number);
 
 // One operator line ("-X,Y+1/2,-Z"). Only the first minus sign of a component is examined and the
-// sign of a fraction is not read; the table is written accordingly.
+// sign of a fraction is not read; the table is written accordingly. Ends the run where the text
+// does not decode to an operation: three components, whole fractions, a rotation of determinant +1
+// or -1.
 SymOp decode_sym_op(const std::string &text);
 // The inverse operation as the centrosymmetry flag adds it: R and t negated, t not reduced.
 SymOp inv_sym_op(const SymOp &op);

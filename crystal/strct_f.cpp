@@ -108,7 +108,7 @@ StructureFactor structure_factor_ext_tbl(const Hkl &g, const Csd &csd, double vo
     if (position >= 0) {
         return {known.table.F[position], 0};
     }
-    if (known.table.count() < known.table.capacity) {
+    if (!known.table.is_full()) {
         const StructureFactor result = structure_factor_ext(g, csd, voltage);
         stock_fg_tbl_sym(g, result.F, known.table, csd.group.ops);
         return result;

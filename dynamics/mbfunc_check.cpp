@@ -7,7 +7,7 @@ namespace orvel {
 
 void dbg_dump_ini_sim() {
     if (dbg.vg_sel_chk_flag == 1) {
-        dbg.stream = mb_fopen_chk_wmode(dbg.base_name + ".dbg");
+        dbg.stream = mb_fopen_chk_wmode(dbg.base_name + ".dbg", Writing::in_place);
     }
 }
 

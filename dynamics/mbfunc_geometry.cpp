@@ -5,23 +5,18 @@
 #include "crystal/potential_coef.hpp"
 #include "crystal/strct_f.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace orvel {
 
 double calc_abs_K(const Csd &csd, double voltage) {
-    complex F0 = {0.0, 0.0};
-    bool given = false;
-    for (const LowOrderF &entry : csd.low_order) {
-        if (entry.hkl == Hkl{0, 0, 0}) {
-            F0 = lofg_to_fg(entry, csd, voltage);
-            given = true;
-            break;
-        }
-    }
-    if (!given) {
-        F0.re = calc_F_0_re(csd);
-    }
+    const auto given =
+        std::find_if(csd.low_order.begin(), csd.low_order.end(), [](const LowOrderF &entry) {
+            return entry.hkl == Hkl{0, 0, 0};
+        });
+    const complex F0 = given != csd.low_order.end() ? lofg_to_fg(*given, csd, voltage)
+                                                    : complex{calc_F_0_re(csd), 0.0};
     const double k0 = 1.0 / wavelength(voltage);
     return std::sqrt(k0 * k0 + fg_to_ug(F0, voltage, csd.metric).re);
 }
@@ -44,9 +39,7 @@ RunGeometry pre_calc_intensity(const IncidentBeam &beam, const Metric &metric) {
     geometry.corrected_voltage = evdash(beam.acc_voltage);
     geometry.length_of_inc_uvw = abs_uvw(beam.inc_uvw, metric);
     geometry.length_of_nor_uvw = abs_uvw(beam.nor_uvw, metric);
-    const Uvw down = {-beam.inc_uvw.u, -beam.inc_uvw.v, -beam.inc_uvw.w};
-    const Uvw inward = {-beam.nor_uvw.u, -beam.nor_uvw.v, -beam.nor_uvw.w};
-    geometry.cos_bn = inner_product_uvw(down, inward, metric) /
+    geometry.cos_bn = inner_product_uvw(beam.inc_uvw, beam.nor_uvw, metric) /
                       (geometry.length_of_inc_uvw * geometry.length_of_nor_uvw);
     return geometry;
 }

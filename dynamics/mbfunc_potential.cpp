@@ -3,7 +3,6 @@
 #include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
-#include "crystal/constraint.hpp"
 #include "crystal/potential_coef.hpp"
 #include "crystal/strct_f.hpp"
 #include "numeric/data_out.hpp"
@@ -13,13 +12,8 @@ namespace orvel {
 namespace {
 
 StructureFactorTable start_builder(Csd &csd, double voltage) {
-    constraint_csd(csd);
-    refresh_equivalent_b(csd);
+    resolve_constraints_again(csd);
     return low_order_table(csd, voltage);
-}
-
-bool is_full(const ReflectionTable &table) {
-    return table.count() >= table.capacity;
 }
 
 Hkl difference(const Hkl &a, const Hkl &b) {
@@ -95,7 +89,7 @@ PotentialAndDensity vgv_fxgv_csd(const BeamList &beams, Csd &csd, double voltage
         complex F;
         if (position >= 0) {
             F = known.table.F[position];
-        } else if (is_full(known.table)) {
+        } else if (known.table.is_full()) {
             F = elastic.value(g, csd, elastic_of).F;
         } else {
             F = elastic_of(g).F;

@@ -1,5 +1,6 @@
 #include "dynamics/rfsearch.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "crystal/potential_coef.hpp"
 #include "crystal/strct_f.hpp"
@@ -43,6 +44,7 @@ void go_through(const BeamSearch &search, const Csd &csd, FoundBeams &found, Adm
     const Hkl m = search_box(search.g_max, csd.metric);
     int candidates = 0;
     for (int h = -m.h; h <= m.h; ++h) {
+        chk_interrupt(h + m.h, 2 * m.h + 1);
         for (int k = -m.k; k <= m.k; ++k) {
             for (int l = -m.l; l <= m.l; ++l) {
                 const Hkl g = {h, k, l};
@@ -178,25 +180,21 @@ double spacing(const Hkl &g, const Metric &metric) {
     return 1.0 / std::sqrt(sq_abs(hkl2rhkl(g), metric));
 }
 
+int hkld_comp(const SpacedReflection &a, const SpacedReflection &b) {
+    return b.d > a.d ? 1 : b.d < a.d ? -1 : 0;
+}
+
 void sort_reflex(std::vector<Hkl> &list, const Metric &metric) {
-    struct Entry {
-        double d;
-        Hkl g;
-    };
-    std::vector<Entry> entries;
+    std::vector<SpacedReflection> entries;
     entries.reserve(list.size());
     for (const Hkl &g : list) {
         entries.push_back({spacing(g, metric), g});
     }
-    std::stable_sort(entries.begin(), entries.end(),
-                     [](const Entry &a, const Entry &b) { return a.d > b.d; });
+    std::stable_sort(
+        entries.begin(), entries.end(),
+        [](const SpacedReflection &a, const SpacedReflection &b) { return hkld_comp(a, b) < 0; });
     std::transform(entries.begin(), entries.end(), list.begin(),
-                   [](const Entry &e) { return e.g; });
-}
-
-int find_n_g(const Hkl &g, std::span<const Hkl> list) {
-    const auto found = std::find(list.begin(), list.end(), g);
-    return found == list.end() ? -1 : static_cast<int>(found - list.begin());
+                   [](const SpacedReflection &e) { return e.g; });
 }
 
 double abs_edge_s_g_tilt(const Hkl &g, const SearchGeometry &geometry) {

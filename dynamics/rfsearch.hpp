@@ -33,10 +33,10 @@ FoundBeams beam_search_sg_multi(const BeamSearch &search, const IncidentBeam &be
 // Every g with |g| < g_max is an exact beam: no zones, no thresholds.
 FoundBeams beam_search_sphere(const BeamSearch &search, const Csd &csd);
 
-// All end with "$$ num_g has exceeded num_g_max." and "$$ Please set a greater value into num_g.
-// Abort." (two lines), status 1, as soon as either list holds num_g_limit beams; a sphere of more
-// than search_box_limit lattice points ends the run before the search, one of more candidates than
-// candidate_limit during it.
+// Limits of the searches. All of them end with "$$ num_g has exceeded num_g_max." and "$$ Please
+// set a greater value into num_g. Abort." (two lines), status 1, as soon as either list holds
+// num_g_limit beams; a sphere of more than search_box_limit lattice points ends the run before the
+// search, one of more candidates than candidate_limit during it.
 inline constexpr double search_box_limit = 2e8;
 inline constexpr int candidate_limit = 1000000;
 
@@ -47,11 +47,16 @@ Hkl evaluate_hklmax(double g_max, const Metric &metric);
 // d = 1/|g| in A; 1e10 for 000.
 double spacing(const Hkl &g, const Metric &metric);
 
+// A reflection with its d-spacing, A, and the order of two of them: +1 when the second has the
+// larger d, -1 when smaller, 0 when equal.
+struct SpacedReflection {
+    double d = 0.0;
+    Hkl g;
+};
+int hkld_comp(const SpacedReflection &a, const SpacedReflection &b);
+
 // Sorts by ascending |g| (descending d); equal ones keep their order.
 void sort_reflex(std::vector<Hkl> &list, const Metric &metric);
-
-// Position of g in a list, or -1.
-int find_n_g(const Hkl &g, std::span<const Hkl> list);
 
 // What the edge excitation error of any beam needs.
 struct SearchGeometry {

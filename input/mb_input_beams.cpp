@@ -28,6 +28,7 @@ int fget_beam_search_line(std::FILE *stream, int n, double *out) {
 
 void set_range(const double *v, BeamSearch &beam_search) {
     beam_search.num_g_limit = truncate_to_int(v[0]);
+    chk_count(beam_search.num_g_limit, "beams", 0.0);
     beam_search.g_max = v[1];
     beam_search.lz_min = truncate_to_int(v[2]);
     beam_search.lz_max = truncate_to_int(v[3]);
@@ -75,10 +76,11 @@ void fget_beam_search_sg(std::FILE *stream, BeamSearch &beam_search) {
 }
 
 void fget_beam_search_sg_multi(std::FILE *stream, BeamSearch &beam_search) {
-    double v[4];
-    if (fget_beam_search_line(stream, 4, v) < 4) {
-        mb_fprintf(stdout, "$$ Invalid format for beam_search. Abort.");
-        end_run(1);
+    // One number more than can be: a sixth makes the format invalid.
+    double v[6];
+    const int found = fget_beam_search_line(stream, 6, v);
+    if (found != 4 && found != 5) {
+        input_exit("$$ Invalid format for beam_search. Abort.");
     }
     set_range(v, beam_search);
     if (beam_search.lz_min < 0 || beam_search.lz_max >= max_laue_zones) {
@@ -145,19 +147,24 @@ std::vector<Hkl> fget_beams(int ne, int nb, std::FILE *stream) {
     return beams;
 }
 
+int find_n_g(const Hkl &g, std::span<const Hkl> list) {
+    const auto found = std::find(list.begin(), list.end(), g);
+    return found == list.end() ? -1 : static_cast<int>(found - list.begin());
+}
+
 std::vector<int> fget_cal_g(int n, const BeamList &beams, std::FILE *stream) {
     std::vector<int> positions;
     positions.reserve(static_cast<std::size_t>(std::clamp(n, 0, most_reserved)));
-    const auto exact_end = beams.hkl.begin() + beams.num_exact_beam;
+    const auto exact = std::span(beams.hkl).first(beams.num_exact_beam);
     for (int i = 0; i < n; ++i) {
         const Hkl g = fget_hkl(stream);
-        const auto found = std::find(beams.hkl.begin(), exact_end, g);
-        if (found == exact_end) {
+        const int position = find_n_g(g, exact);
+        if (position < 0) {
             mb_fprintf(stdout, "$$ cal_g: %d %d %d is not found in the exact beams. Abort.\n", g.h,
                        g.k, g.l);
             end_run(1);
         }
-        positions.push_back(static_cast<int>(found - beams.hkl.begin()));
+        positions.push_back(position);
     }
     return positions;
 }

@@ -79,6 +79,9 @@ BeamList fget_beam_list(int ne, int nb, std::FILE *stream);
 // ne + nb elements of h k l.
 std::vector<Hkl> fget_beams(int ne, int nb, std::FILE *stream);
 
+// Position of g in a list, or -1.
+int find_n_g(const Hkl &g, std::span<const Hkl> list);
+
 // n elements of h k l, each looked up among the exact beams: their positions. A missing one:
 // "$$ cal_g: %d %d %d is not found in the exact beams. Abort.\n", status 1.
 std::vector<int> fget_cal_g(int n, const BeamList &beams, std::FILE *stream);

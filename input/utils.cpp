@@ -47,12 +47,12 @@ InputFile fopen_chk_rmode(const std::string &path) {
 }
 
 OutputFile fopen_chk_wmode(const std::string &path) {
-    std::FILE *stream = std::fopen(path.c_str(), "w");
-    if (stream == nullptr) {
+    OutputFile file = open_output(path, Writing::beside);
+    if (file == nullptr) {
         mb_fprintf(stderr, "$$ (fopen_chk_wmode) Cannot open %s. Abort.\n", path.c_str());
         end_run(1);
     }
-    return {stream, path};
+    return file;
 }
 
 std::string data_file(const std::string &name) {

@@ -21,7 +21,7 @@ struct TiltRangeTexts {
 
 // "CALC_KXY_RANGE{" .. "}CALC_KXY_RANGE": calc_type, num_cal_pix_side, disksize, into sd.grid; the
 // beam search gets its copy of the disk size. A grid of no points, or of more than memory holds,
-// ends the run.
+// and a disk size that is not finite end the run.
 void read_tilt_range(Sd &sd, const TiltRangeTexts &texts, std::FILE *stream);
 
 // "BEAM_SEARCH{" .. "}BEAM_SEARCH": the search, and the reflection list "%s_fg0.txt".

@@ -82,12 +82,20 @@ BeamList fft_reflections(const UnitCellMapConditions &map) {
     return list;
 }
 
+void warn_no_reflections(const UnitCellMapConditions &map) {
+    if (std::min({map.nx, map.ny, map.nz}) == 1) {
+        mb_fprintf(stdout,
+                   "$$ Warning: no reflection fits on an axis of 1 point; the maps are 0.\n");
+    }
+}
+
 UnitCellMapConditions input_unitcell_map(Csd &csd, InputFile &stream,
                                          const std::string &base_name) {
     csd = input_csd_cstr(stream, base_name);
     UnitCellMapConditions map = input_density_3d_data(csd, base_name, stream);
     report_reflections(map);
     chk_sizes(map);
+    warn_no_reflections(map);
     mb_fprintf(stdout, "Potential.\n");
     return map;
 }

@@ -1,8 +1,7 @@
 #include "jobs/fourier_map.hpp"
 
 #include "app/mb_mpi.hpp"
-
-#include <cmath>
+#include "jobs/condition_blocks.hpp"
 
 namespace orvel {
 

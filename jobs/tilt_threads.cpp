@@ -69,6 +69,7 @@ void solve_side_by_side(const std::vector<int> &points, std::vector<WorkCalInt> 
     });
     for (int i = 1; i < n; ++i) {
         if (kept[i] == count_not_found) {
+            chk_interrupt(i, n);
             works[0].n_kept = kept[i - 1];
             solve(0, points[i]);
             kept[i] = works[0].n_kept;

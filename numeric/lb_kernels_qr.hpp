@@ -16,8 +16,8 @@ namespace orvel {
 namespace {
 
 using Lanes = double __attribute__((vector_size(32)));
-// The same anywhere in a row of doubles.
-using UnalignedLanes = double __attribute__((vector_size(32), aligned(8), may_alias));
+// The same anywhere in a row of doubles. A typedef: in an alias clang drops the alignment.
+typedef double UnalignedLanes __attribute__((vector_size(32), aligned(8), may_alias));
 using LaneMask = std::int64_t __attribute__((vector_size(32)));
 constexpr int lanes = 4;
 constexpr int vectors = strip / lanes;

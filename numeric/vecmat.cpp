@@ -2,8 +2,10 @@
 
 #include "app/mb_mpi.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 
 namespace orvel {
 
@@ -31,6 +33,8 @@ void end_out_of_memory(const char *kind) {
     mb_fprintf(stderr, "Not enough memory for %s.\n", kind);
     end_run(1);
 }
+
+double memory_bound = std::numeric_limits<double>::infinity();
 
 // Bytes that the machine says it has free; negative when it does not tell.
 double available_memory() {
@@ -146,11 +150,16 @@ void chk_tensor4(const void *p) {
 }
 
 void require_memory(double bytes, const char *what) {
-    const double available = available_memory();
-    if (available >= 0.0 && !(bytes <= available)) {
+    const double told = available_memory();
+    const double available = std::min(told >= 0.0 ? told : memory_bound, memory_bound);
+    if (!(bytes <= available)) {
         input_exit("$$ Not enough memory for %s: %.3g GiB needed, %.3g GiB free. Abort.", what,
                    bytes / 1073741824.0, available / 1073741824.0);
     }
+}
+
+void set_memory_bound(double bytes) {
+    memory_bound = bytes;
 }
 
 } // namespace orvel

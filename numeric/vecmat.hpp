@@ -46,6 +46,9 @@ void chk_tensor4(const void *p);
 // end the run later, without a word.
 void require_memory(double bytes, const char *what);
 
+// Refuses more than `bytes` at a time, whatever the machine has free.
+void set_memory_bound(double bytes);
+
 // --- Owners --------------------------------------------------------------------------------------
 // Move-only; elements are zero after construction; a failed allocation ends the run. Copying has to
 // be asked for element by element.

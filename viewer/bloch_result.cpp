@@ -67,6 +67,7 @@ Map read_map(const std::string &path, std::size_t columns) {
                      std::span(map.values).subspan(i * columns, columns));
     }
     expect_end(file);
+    expect_line_end(file);
     return map;
 }
 
@@ -138,6 +139,7 @@ std::vector<BranchRecord> read_branches(const std::string &path) {
         }
         branches.push_back(record);
     }
+    expect_line_end(file);
     return branches;
 }
 

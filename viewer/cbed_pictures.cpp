@@ -21,13 +21,14 @@ double fraction_of(const CbedImage &image, double value, double low, double high
     return image.reversed ? 1.0 - f : f;
 }
 
-Rgb grey_of(const CbedImage &image, double value, CbedQuantity quantity) {
+Rgb grey_of(const CbedImage &image, double value, CbedQuantity quantity,
+            const std::array<double, 2> &range) {
     if (!std::isfinite(value)) {
         return not_a_number;
     }
     const bool root = quantity == CbedQuantity::modulus;
-    const double low = root ? std::sqrt(std::max(0.0, image.min)) : image.min;
-    const double high = root ? std::sqrt(std::max(0.0, image.max)) : image.max;
+    const double low = root ? std::sqrt(std::max(0.0, range[0])) : range[0];
+    const double high = root ? std::sqrt(std::max(0.0, range[1])) : range[1];
     return colour_at(amount_maps().front().colours, fraction_of(image, value, low, high));
 }
 
@@ -38,7 +39,8 @@ Rgb sample_colour(const CbedRun &run, const CbedImage &image, CbedQuantity quant
         const double phase = std::atan2(image.imaginary[index], image.values[index]);
         return colour_at(phase_map(), 0.5 + phase / (2.0 * std::numbers::pi));
     }
-    return grey_of(image, quantity == CbedQuantity::modulus ? std::sqrt(value) : value, quantity);
+    return grey_of(image, quantity == CbedQuantity::modulus ? std::sqrt(value) : value, quantity,
+                   {image.min, image.max});
 }
 
 // Pattern coordinates (samples, y upwards) on the picture.
@@ -71,6 +73,8 @@ void draw_disc(Picture &picture, const Frame &frame, const CbedRun &run, const C
 void draw_sum(Picture &picture, const Frame &frame, const CbedRun &run, const CbedImage &image) {
     const OverlapSum sum = sum_overlap(run, image, frame.layout);
     const Point2 corner = frame.at(sum.low.x - 0.5, sum.low.y + sum.height - 0.5);
+    // The file's range is that of single discs.
+    const std::array<double, 2> range = finite_range({sum.intensity.begin(), sum.intensity.end()});
     for (int row = 0; row < sum.height; ++row) {
         for (int column = 0; column < sum.width; ++column) {
             const auto cell = static_cast<std::size_t>(row) * static_cast<std::size_t>(sum.width) +
@@ -80,7 +84,7 @@ void draw_sum(Picture &picture, const Frame &frame, const CbedRun &run, const Cb
                          {std::round(corner.x) + column * frame.unit,
                           std::round(corner.y) + (sum.height - 1 - row) * frame.unit},
                          frame.unit, frame.unit,
-                         grey_of(image, sum.intensity[cell], CbedQuantity::sum));
+                         grey_of(image, sum.intensity[cell], CbedQuantity::sum, range));
             }
         }
     }

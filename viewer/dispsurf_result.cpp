@@ -4,6 +4,7 @@
 #include "viewer/text_file.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 
 namespace orvel {
@@ -77,7 +78,15 @@ Table read_table(const std::string &path, std::size_t columns) {
     if (table.values.empty()) {
         file_error(file, "the table has no lines");
     }
+    expect_line_end(file);
     return table;
+}
+
+// Equal, or both not a number.
+bool same_values(const std::vector<double> &a, const std::vector<double> &b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](double x, double y) {
+        return x == y || (std::isnan(x) && std::isnan(y));
+    });
 }
 
 // Points of a row of constant G. An area is stored row by row; a single tilt repeated n x n times
@@ -97,7 +106,7 @@ int side_of_grid(const std::string &path, const DispsurfRun &run) {
         }
     }
     bool regular = n % side == 0;
-    for (std::size_t p = 0; regular && p < n; ++p) {
+    for (std::size_t p = 0; regular && n > 1 && p < n; ++p) {
         regular = same_row(p);
     }
     if (!regular) {
@@ -141,9 +150,9 @@ DispsurfRun read_dispsurf_run(const KavScript &script, const KavPage &page) {
     run.H = columns_of<double>(amplitudes, 0, 1, 1, 0);
     run.G = columns_of<double>(amplitudes, 0, 1, 1, 1);
     if (surface.rows() != run.H.size() || intensities.rows() != run.H.size() ||
-        columns_of<double>(surface, 0, 1, 1, 0) != run.H ||
-        columns_of<double>(intensities, 0, 1, 1, 0) != run.H ||
-        columns_of<double>(intensities, 0, 1, 1, 1) != run.G) {
+        !same_values(columns_of<double>(surface, 0, 1, 1, 0), run.H) ||
+        !same_values(columns_of<double>(intensities, 0, 1, 1, 0), run.H) ||
+        !same_values(columns_of<double>(intensities, 0, 1, 1, 1), run.G)) {
         input_exit("$$ The tables of %s differ in their tilts. Abort.", script.path.c_str());
     }
     if (amplitudes.reflections.size() != reflections ||

@@ -175,7 +175,7 @@ void write_cbed_page(const std::string &path, const CbedRun &run, const Facts &f
                     {"tilt", json_list({json_number(pattern.H_tilt), json_number(pattern.G_tilt)})},
                     {"reflections", json_reflections(reflections)},
                     {"images", json_images(run)}});
-    if (pattern.grid.shape != TiltShape::point) {
+    if (pattern.grid.shape == TiltShape::area) {
         const DiscLayout layout = lay_out_discs(run);
         std::vector<double> xs;
         std::vector<double> ys;

@@ -106,6 +106,12 @@ void expect_end(TextFile &file) {
     }
 }
 
+void expect_line_end(const TextFile &file) {
+    if (!file.content.ends_with('\n')) {
+        file_error(file, "the last line has no end: the file is cut short");
+    }
+}
+
 void file_error(const TextFile &file, const std::string &message) {
     input_exit("$$ %s, line %ld: %s. Abort.", file.path.c_str(), file.line, message.c_str());
 }

@@ -32,6 +32,9 @@ void expect_keyword(TextFile &file, const char *keyword);
 // Ends the run when another element follows.
 void expect_end(TextFile &file);
 
+// Ends the run when the last line is without its end: a table that was cut inside a number.
+void expect_line_end(const TextFile &file);
+
 // Ends the run: "$$ PATH, line N: MESSAGE. Abort.".
 [[noreturn]] void file_error(const TextFile &file, const std::string &message);
 

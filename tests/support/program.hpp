@@ -55,6 +55,8 @@ struct ProgramInput {
     bool tables = true;               // let the program find the data tables of the project
     std::string standard_output = {}; // where it goes instead of being captured
     std::chrono::seconds limit{120};  // after which a run counts as hanging and is killed
+    std::string interrupt_at = {};    // SIGTERM as soon as there is this file
+    std::vector<int> closed = {};     // descriptors that are closed at the start
 };
 
 // What a run left behind. The working folder lives as long as the record.
@@ -86,6 +88,9 @@ struct ProgramRun {
                                            : std::filesystem::path(input.standard_output),
              O_WRONLY | O_CREAT, STDOUT_FILENO);
     redirect(folder / "err", O_WRONLY | O_CREAT, STDERR_FILENO);
+    for (const int descriptor : input.closed) {
+        close(descriptor);
+    }
     if (chdir((folder / "work").c_str()) != 0) {
         _exit(126);
     }
@@ -102,8 +107,9 @@ struct ProgramRun {
     _exit(127);
 }
 
-inline int wait_for(pid_t child, std::chrono::seconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
+inline int wait_for(pid_t child, const ProgramInput &input, const std::filesystem::path &folder) {
+    const auto deadline = std::chrono::steady_clock::now() + input.limit;
+    bool interrupted = input.interrupt_at.empty();
     int state = 0;
     while (waitpid(child, &state, WNOHANG) == 0) {
         if (std::chrono::steady_clock::now() > deadline) {
@@ -111,6 +117,9 @@ inline int wait_for(pid_t child, std::chrono::seconds limit) {
             kill(child, SIGKILL);
             waitpid(child, &state, 0);
             break;
+        }
+        if (!interrupted && std::filesystem::exists(folder / "work" / input.interrupt_at)) {
+            interrupted = kill(child, SIGTERM) == 0;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
@@ -130,7 +139,7 @@ inline ProgramRun run_program(const ProgramInput &input) {
     if (child == 0) {
         become_program(input, folder);
     }
-    run.status = wait_for(child, input.limit);
+    run.status = wait_for(child, input, folder);
     run.out = read_file(folder / "out");
     run.err = read_file(folder / "err");
     return run;

@@ -27,7 +27,7 @@ TEST(TableGenerator, ElectronFactors) {
     EXPECT_TRUE(shipped.starts_with(bk_table_head()));
     const TableFit fit(bk_table_grids());
     const auto elements = read_elastic_sources(sources);
-    for (const std::size_t Z : {6, 79}) {
+    for (const std::size_t Z : {1, 6, 79, 98}) {
         EXPECT_NE(shipped.find(bk_table_block(elements[Z - 1], fit)), std::string::npos)
             << elements[Z - 1].symbol;
     }

@@ -60,7 +60,7 @@ TEST(BeamSearchReaders, RefuseWhatTheyCannotHold) {
     } cases[] = {
         {"4\n", "", "Invalid flag_bs 4\n"},
         {"-1\n", "", "Invalid flag_bs -1\n"},
-        {"3\n1 2 3 \n", "$$ Invalid format for beam_search. Abort.", ""},
+        {"3\n1 2 3 \n", "$$ Invalid format for beam_search. Abort.\n", ""},
         {"3\n1 2 -1 0\n", "$$ Laue zones -1 to 0: the zones of this search are 0 to 99. Abort.\n",
          ""},
         {"13\n1 2 0 100\n",

@@ -294,6 +294,8 @@ TEST(MapJobs, RefuseWhatTheyCannotUse) {
         {density_proj, block_proj(one, "0 8\n0 1\n0 1\n", "1\n"), "$$ CALC_RXY_RANGE: nx = 0"},
         {potential_proj, block_proj(one, "4 4\n0 1\n0 1\n}CALC\n", "1\n"),
          "$$ Data format error has been found at }CALC_RXY_RANGE."},
+        {density_proj, block_proj(one, "4 4\n0 1\n0 1\n", "nan\n"),
+         "$$ Found nan, expected the area of the projected cell"},
         {potential_proj, block_proj("7\n", "", ""), "Invalid flag_bs\n"},
     };
     for (const Case &c : cases) {

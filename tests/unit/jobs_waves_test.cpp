@@ -353,6 +353,10 @@ std::vector<BadInput> bad_inputs() {
         {"map of no points", ok.bloch("0 5\n0 1\n0 1\n", "1 1\n"), "$$ CALC_RXY_RANGE: nx = 0"},
         {"map of too many", ok.bloch("2000000000 2000000000\n0 1\n0 1\n", "1 1\n"),
          "$$ CALC_RXY_RANGE: nx = 2000000000"},
+        {"tilt without end", replaced(surface, ok.tilt, "0\n-inf\n"),
+         "$$ Found -inf, expected the tilt along G"},
+        {"disk without size", with_grid("3\n3\nnan\n").dispsurf("1 2\n", "0\n", "0\n"),
+         "$$ Found nan, expected the disk size"},
         {"map without end", ok.bloch("2 2\n0 inf\n0 1\n", "1 1\n"),
          "$$ Found inf, expected two numbers"},
     };

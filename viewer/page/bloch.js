@@ -2,7 +2,7 @@
 
 class BlochPage {
     constructor() {
-        this.state = { map: 'viridis', gamma: 1, reversed: false, common: true, width: 15 };
+        this.state = { map: 'viridis', gamma: 1, reversed: false, common: false, width: 15 };
         this.maps = [];
         this.rasters = [];
         this.panels = el('div', { className: 'panels' });
@@ -23,7 +23,7 @@ class BlochPage {
         };
         const groups = [group('Brightness', slider('Gamma', { id: 'gamma', min: 0.1, max: 3,
             step: 0.05, value: 1, text: (v) => number(v, 3) }, set('gamma')).node,
-        check('Densities in one range', 'common', true, set('common')),
+        check('Densities in one range', 'common', false, set('common')),
         check('Reversed contrast', 'reversed', false, set('reversed')),
         mapChoice(this.state.map, set('map'))),
         group('View', slider('Panel width', { id: 'panel-width', min: 12, max: 48, step: 0.5, value: 15,

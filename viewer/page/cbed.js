@@ -40,6 +40,11 @@ cbed.value = function (quantity, t, r, p) {
     return quantities[quantity].of(re, this.coherent ? block('im' + t, Float32Array)[at] : 0);
 };
 
+// A tilt that is 0 but for rounding.
+function settled(tilt) {
+    return Math.abs(tilt) < 1e-6 ? 0 : tilt;
+}
+
 // How many times further apart the discs would have to stand so that none overlaps; 1 where none
 // does. Discs at one place (of two Laue zones) cannot be parted and do not count.
 cbed.parting = function () {
@@ -89,7 +94,7 @@ class CbedPage {
         this.state = { t: 0, quantity: cbed.coherent && cbed.parting() > 1 ? 'sum' : 'intensity',
             apart: false, gamma: first.gamma, min: first.min,
             max: first.max, reversed: first.reversed, log: false, map: 'grey', labels: true,
-            outlines: true, weighted: false, ownRange: false, chosen: null };
+            outlines: true, weighted: false, range: 'first', chosen: null };
         this.sums = new Map();
         document.body.classList.add('one-screen');
         this.stage = el('div', { className: 'stage' });
@@ -145,7 +150,7 @@ class CbedPage {
             group('Brightness', this.gamma.node, row('Dark at', this.min), row('Bright at', this.max),
                 el('div', { className: 'buttons' },
                     button('Range of file', 'range-file', () => {
-                        state.ownRange = false;
+                        state.range = 'file';
                         this.changed();
                     }),
                     button('Range of view', 'range-view', () => this.rangeOfView())),
@@ -184,12 +189,18 @@ class CbedPage {
 
     ownRange(name, value) {
         this.state[name] = value;
-        this.state.ownRange = true;
+        this.state.range = 'own';
         this.changed();
     }
 
     // The range of what is shown now.
     rangeOfView() {
+        [this.state.min, this.state.max] = this.shownRange();
+        this.state.range = 'own';
+        this.changed();
+    }
+
+    shownRange() {
         const { quantity, t } = this.state;
         let values = quantity === 'sum' ? this.sumOf(t).values : [];
         if (quantity !== 'sum') {
@@ -200,11 +211,7 @@ class CbedPage {
                 values = values.map((v) => v * v);
             }
         }
-        const [low, high] = extent([values]);
-        this.state.min = low;
-        this.state.max = high;
-        this.state.ownRange = true;
-        this.changed();
+        return extent([values]);
     }
 
     sumOf(t) {
@@ -284,9 +291,11 @@ class CbedPage {
     changed() {
         const state = this.state;
         const image = data.images[state.t];
-        if (!state.ownRange) {
-            state.min = image.min;
-            state.max = image.max;
+        // The file's range is that of single discs: sums begin with their own.
+        if (state.range === 'first' && state.quantity === 'sum') {
+            [state.min, state.max] = this.shownRange();
+        } else if (state.range !== 'own') {
+            [state.min, state.max] = [image.min, image.max];
         }
         this.min.value = Number(state.min.toPrecision(6));
         this.max.value = Number(state.max.toPrecision(6));
@@ -342,8 +351,7 @@ class CbedPage {
     describe(sample) {
         const { quantity, t } = this.state;
         const { r, p } = sample;
-        const H = cbed.H[p] + data.tilt[0];
-        const G = cbed.G[p] + data.tilt[1];
+        const [H, G] = [cbed.H[p] + data.tilt[0], cbed.G[p] + data.tilt[1]].map(settled);
         const kx = 0.5 * H * data.g1;
         const ky = 0.5 * G * data.g1;
         const symbol = quantity === 'sum' ? 'intensity' : quantity;
@@ -367,7 +375,7 @@ class CbedPage {
             const value = this.sumAt(at);
             this.readout.textContent = value === undefined ? '' :
                 `K_t + g = (${number(at.x * data.sample, 4)}, ${number(at.y * data.sample, 4)}) 1/\u00c5` +
-                `   ${value.discs} discs   I = ${number(value.value, 6)}`;
+                `   ${value.discs} disc${value.discs === 1 ? '' : 's'}   I = ${number(value.value, 6)}`;
         } else {
             this.readout.textContent = sample ? this.describe(sample) : '';
         }

@@ -160,6 +160,12 @@ function roundLength(longest) {
     return [5, 2].map((step) => step * decade).find((length) => length <= longest) || decade;
 }
 
+// The smallest of 1, 2 and 5 times a power of ten that is not below the length.
+function roundStep(shortest) {
+    const decade = 10 ** Math.floor(Math.log10(shortest));
+    return [1, 2, 5].map((step) => step * decade).find((length) => length >= shortest) || 10 * decade;
+}
+
 const redrawers = [];
 function onThemeChange(redraw) {
     redrawers.push(redraw);

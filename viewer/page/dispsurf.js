@@ -30,7 +30,7 @@ class DispsurfPage {
         this.branches = Array.from({ length: data.branches }, (_, j) => j);
         this.points = Array.from({ length: data.points }, (_, p) => p);
         this.shown = new Set(this.branches);
-        this.reflectionsShown = new Set(data.reflections.map((_, o) => o));
+        this.reflectionsShown = new Set(data.reflections.map((_, o) => o).slice(0, 8));
         this.line = data.side === data.points;
         this.view = el('div', { className: 'view' });
         document.getElementById('main').append(this.view,
@@ -83,8 +83,8 @@ class DispsurfPage {
     }
 
     buildPlots() {
-        const figure = (plot, title) => el('figure', {}, el('figcaption', { textContent: title }),
-            plot.box, plot.readout);
+        const figure = (plot, title, ...more) => el('figure', {},
+            el('figcaption', { textContent: title }), plot.box, plot.readout, ...more);
         this.surfacePlot = new Plot('Dispersion surface');
         this.amplitudePlot = new Plot('Branch amplitudes');
         this.intensityPlot = new Plot('Intensities');
@@ -92,14 +92,15 @@ class DispsurfPage {
         if (data.reflections.length > 0) {
             side.push(figure(this.amplitudePlot, 'Branch amplitudes of the reflection'));
             if (data.thicknesses.length > 0) {
-                side.push(figure(this.intensityPlot, 'Intensities'));
+                side.push(figure(this.intensityPlot, 'Intensities',
+                    chips(data.reflections.map(hklText), this.reflectionsShown, () => this.changed())));
             }
         }
-        const left = figure(this.surfacePlot, 'Dispersion surface');
+        const left = figure(this.surfacePlot, 'Dispersion surface', chips(this.branches.map((j) =>
+            this.branchName(j)), this.shown, () => this.changed()));
         left.classList.add('tall');
         this.view.append(el('div', { className: 'columns' }, left, el('div', { className: 'panels',
-            style: '--panel-width: 100%' }, ...side)),
-        chips(this.branches.map((j) => this.branchName(j)), this.shown, () => this.changed()));
+            style: '--panel-width: 100%' }, ...side)));
     }
 
     changed() {
@@ -130,8 +131,9 @@ class DispsurfPage {
         if (data.reflections.length > 0 && data.thicknesses.length > 0) {
             this.intensityPlot.set({ xLabel, yLabel: `intensity, ${number(data.thicknesses[this.state.t])} \u00c5`,
                 log: this.state.log,
-                series: data.reflections.map((hkl, o) => ({ name: hklText(hkl), colour: seriesColour(o),
-                    x: H, y: this.points.map((p) => this.intensityOf(p, o)) })) });
+                series: [...this.reflectionsShown].sort((a, b) => a - b).map((o) => ({
+                    name: hklText(data.reflections[o]), colour: seriesColour(o), x: H,
+                    y: this.points.map((p) => this.intensityOf(p, o)) })) });
         }
     }
 

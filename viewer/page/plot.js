@@ -1,12 +1,11 @@
 // Curves over one axis, on a canvas: axes with ticks, weighted lines, a value under the pointer.
 
-// Round ticks that cover [low, high].
-function ticks(low, high, wanted) {
-    const step = roundLength((high - low) / wanted) || 1;
-    const spread = (high - low) / step > 2.2 * wanted ? 2 * step : step;
+// Round ticks that cover [low, high], `most` of them at most.
+function ticks(low, high, most) {
+    const step = roundStep((high - low) / Math.max(1, most)) || 1;
     const list = [];
-    for (let i = Math.ceil(low / spread - 1e-9); i * spread <= high + 1e-9 * spread; ++i) {
-        list.push(i * spread);
+    for (let i = Math.ceil(low / step - 1e-9); i * step <= high + 1e-9 * step; ++i) {
+        list.push(i * step);
     }
     return list;
 }
@@ -51,8 +50,8 @@ function extent(arrays) {
 function drawAxes(context, box, x, y) {
     context.font = `13px ${fontFamily}`;
     context.lineWidth = 1;
-    const xTicks = x.log ? decadeTicks(x.low, x.high) : ticks(x.low, x.high, box.width / 90);
-    const yTicks = y.log ? decadeTicks(y.low, y.high) : ticks(y.low, y.high, box.height / 60);
+    const xTicks = x.log ? decadeTicks(x.low, x.high) : ticks(x.low, x.high, Math.min(10, box.width / 45));
+    const yTicks = y.log ? decadeTicks(y.low, y.high) : ticks(y.low, y.high, Math.min(10, box.height / 40));
     context.strokeStyle = cssColour('grid');
     context.beginPath();
     for (const value of xTicks) {
@@ -83,7 +82,7 @@ function drawAxes(context, box, x, y) {
         context.fillText(tickText(value, yTicks, y.log), box.left - 7, y.at(value));
     });
     context.save();
-    context.translate(14, box.top + box.height / 2);
+    context.translate(9, box.top + box.height / 2);
     context.rotate(-Math.PI / 2);
     context.textAlign = 'center';
     context.fillText(y.label, 0, 0);
@@ -126,12 +125,12 @@ class Plot {
         const [xLow, xHigh] = extent(series.map((s) => s.x));
         const y = { low: yLow === 0 ? 0 : yLow - pad, high: yHigh + pad, label: yLabel, log };
         const x = { low: xLow, high: xHigh, label: xLabel };
-        const list = log ? decadeTicks(y.low, y.high) : ticks(y.low, y.high, height / 60);
+        const list = log ? decadeTicks(y.low, y.high) : ticks(y.low, y.high, Math.min(10, height / 40));
         const context = this.canvas.getContext('2d');
         context.font = `13px ${fontFamily}`;
         const widest = Math.max(...list.map((value) =>
             context.measureText(tickText(value, list, log)).width), 20);
-        const left = Math.ceil(widest) + 36;
+        const left = Math.ceil(widest) + 32;
         const box = { left, top: 12, width: width - left - 18, height: height - 60 };
         x.at = (value) => box.left + box.width * (value - x.low) / (x.high - x.low);
         const scale = log ? Math.log : (value) => value;

@@ -63,8 +63,8 @@ class Raster {
         if (!c || width < 60) {
             return;
         }
-        const side = 52;
-        const right = c.bar ? 62 : 12;
+        const side = 50;
+        const right = c.bar ? 60 : 12;
         const across = c.nx > 1 ? (c.x[1] - c.x[0]) / (c.nx - 1) : 1;
         const up = c.ny > 1 ? (c.y[1] - c.y[0]) / (c.ny - 1) : Math.abs(across);
         const aspect = Math.abs((c.ny * up) / (c.nx * across)) || 1;

@@ -93,5 +93,7 @@ function painter(table, settings) {
 
 // The text of a range's end; what is next to nothing beside the other end is 0.
 function rangeText(value, other) {
-    return number(Math.abs(value) < 1e-6 * Math.abs(other) ? 0 : value, 3);
+    const settled = Math.abs(value) < 1e-4 * Math.abs(other) ? 0 : value;
+    return settled !== 0 && Math.abs(settled) < 1e-2 ? settled.toExponential(1).replaceAll('-', '\u2212') :
+        number(settled, 3);
 }

@@ -68,7 +68,7 @@ TEST(Kavun, MissingFilesEndTheRun) {
     }
 }
 
-// Cut at places all over the file but its last line: no cut may pass as a whole file.
+// Cut at places all over the file, the last one in its last line: no cut may pass as a whole file.
 TEST(Kavun, TruncatedFilesEndTheRun) {
     for (const auto &[base, suffixes] : named_files) {
         for (const char *suffix : suffixes) {
@@ -76,8 +76,11 @@ TEST(Kavun, TruncatedFilesEndTheRun) {
             const std::string path = folder.file(base + std::string(suffix));
             const std::string whole = read_file(path);
             const std::size_t last_line = whole.find_last_of('\n', whole.find_last_not_of('\n'));
-            const std::size_t step = std::max<std::size_t>(1, last_line / 40);
-            for (std::size_t size = 0; size < last_line; size += step) {
+            std::vector<std::size_t> sizes = {whole.find_last_not_of('\n')};
+            for (int i = 0; i < 40; ++i) {
+                sizes.push_back(last_line * static_cast<std::size_t>(i) / 40);
+            }
+            for (const std::size_t size : sizes) {
                 write_file(path, whole.substr(0, size));
                 const Outcome o = kavun_on({folder.file(std::string(base) + "_kav.txt")});
                 expect_one_line(o, path + " cut at " + std::to_string(size));
@@ -133,6 +136,26 @@ TEST(Kavun, ValuesThatAreNoNumbersAreKept) {
     const CbedRun run = cbed_run(folder.file("cbed_kav.txt"));
     EXPECT_TRUE(std::isnan(run.images[0].values[0]));
     EXPECT_EQ(kavun_on({folder.file("cbed_kav.txt")}).status, -1);
+}
+
+// A disc of no size: the jobs write positions that are no numbers, and tilts where one point makes
+// a line. Only a pattern of discs needs positions.
+TEST(Kavun, RunsWithoutAnExtentKeepTheirValues) {
+    const SampleFolder line("line");
+    for (const char *name : {"line_rs0.txt", "line_rs1.txt"}) {
+        edit(line.file(name), "\n0\t0\t0\t0\t0\n", "\n0\t0\t0\t-nan\t-nan\n");
+    }
+    EXPECT_EQ(kavun_on({line.file("line_kav.txt")}).status, -1);
+    const SampleFolder surface("surface");
+    for (const char *suffix : {"ds", "amp", "int"}) {
+        const std::string path = surface.file("surface_" + std::string(suffix) + ".txt");
+        std::string text = read_file(path);
+        const std::size_t row = text.find("\n-3\t") + 1;
+        text = text.substr(0, text.find('\n', row) + 1);
+        write_file(path, text.replace(row, 2, "-nan"));
+    }
+    const Outcome o = kavun_on({surface.file("surface_kav.txt")});
+    EXPECT_EQ(o.status, -1) << o.out;
 }
 
 TEST(Kavun, HostileNamesStayText) {

@@ -1,6 +1,6 @@
 // Opens the pages of the samples in headless Chromium: what they show is compared with the tables,
 // by the pixels of screenshots and by the text under the pointer.
-//   node page.test.mjs --kavun PROGRAM --samples FOLDER --packages FOLDER --chromium PROGRAM
+//   node page.test.mjs --kavun PROGRAM --orvel PROGRAM --source FOLDER --samples FOLDER --packages FOLDER --chromium PROGRAM
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import { cpSync, mkdtempSync, readFileSync, renameSync, rmSync, writeFileSync } from 'node:fs';
@@ -11,7 +11,7 @@ import { after, before, test } from 'node:test';
 import { parseArgs } from 'node:util';
 
 const { values: option } = parseArgs({ options: Object.fromEntries(
-    ['kavun', 'samples', 'packages', 'chromium'].map((name) => [name, { type: 'string' }])) });
+    ['kavun', 'orvel', 'source', 'samples', 'packages', 'chromium'].map((name) => [name, { type: 'string' }])) });
 const { chromium } = createRequire(join(option.packages, 'package.json'))('playwright-core');
 
 const work = mkdtempSync(join(tmpdir(), 'kavun_page_'));
@@ -157,6 +157,21 @@ test('discs stand at their places and have the brightness of the table', async (
     quiet();
 });
 
+test('a run of orvel itself is shown', async () => {
+    cpSync(join(option.source, 'examples/si111_cbed/si111.dat'), join(folder, 'si111.dat'));
+    execFileSync(option.orvel, ['si111.dat'], { cwd: folder, stdio: 'ignore',
+        env: { ...process.env, ORVEL_DATA: join(option.source, 'data') } });
+    await open('si111');
+    const table = readTable('si111_rs0.txt');
+    assert.equal(table.discs.length, 13);
+    assert.match(await text('#facts'), /Si, space group 227[\s\S]*\[1 1 1\][\s\S]*100 kV[\s\S]*500 Å/);
+    await expectBrightness(table, (v) => 255 * (1 - ((v - table.min) / (table.max - table.min)) ** 0.5));
+    const geo = await geometry(table);
+    await hover(geo, 3, 20, 20);
+    assert.ok((await text('#readout')).startsWith('g = 2 0 \u22122   tilt (H, G) = (0, 0)'));
+    quiet();
+});
+
 test('the pointer tells reflection, tilt, wave vector and intensity', async () => {
     await open('cbed');
     const table = readTable('cbed_rs0.txt');
@@ -274,7 +289,7 @@ test('the coherent sum is the squared sum of the amplitudes at one final directi
         });
         await hover(geo, 0, column, row);
         const shown = await text('#readout');
-        assert.ok(shown.includes(`${discs} discs`), shown);
+        assert.ok(shown.includes(`${discs} disc${discs === 1 ? ' ' : 's'}`), shown);
         assert.ok(Math.abs(Number(/I = (\S+)/.exec(shown)[1]) - (re * re + im * im)) < 0.05, shown);
     }
     assert.match(await text('#note'), /nothing is interpolated/);

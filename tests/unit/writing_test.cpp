@@ -1,0 +1,134 @@
+// Results stand under their names when complete or not at all.
+#include "app/mb_mpi.hpp"
+
+#include "support/conditions.hpp"
+#include "support/program.hpp"
+#include "support/run_end.hpp"
+#include "support/work_folder.hpp"
+
+namespace orvel::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+void write_result(const std::string &path) {
+    OutputFile file = mb_fopen_chk_wmode(path);
+    mb_fprintf(file, "new");
+    mb_fclose(file);
+}
+
+std::size_t num_files() {
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator("."), fs::directory_iterator()));
+}
+
+TEST(Writing, ReplacesWhatMayBeReplaced) {
+    const WorkFolder folder;
+    const std::string longest(255, 'x');
+    write_file("old", "the result of an earlier run");
+    fs::permissions("old", fs::perms::owner_read | fs::perms::owner_write);
+    write_file("target", "old");
+    fs::create_symlink("target", "link");
+    fs::create_symlink("nothing_yet", "dangling");
+    const struct {
+        std::string path;
+        std::string read_from;
+    } cases[] = {{"old", "old"},
+                 {"fresh", "fresh"},
+                 {"link", "target"},
+                 {"dangling", "nothing_yet"},
+                 {longest, longest}};
+    for (const auto &c : cases) {
+        EXPECT_EQ(outcome_of([&] { write_result(c.path); }).status, -1) << c.path;
+        EXPECT_EQ(read_file(c.read_from), "new") << c.path;
+    }
+    EXPECT_TRUE(fs::is_symlink("link") && fs::is_symlink("dangling"));
+    EXPECT_EQ(fs::status("old").permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(num_files(), 7U);
+}
+
+TEST(Writing, SaysWhatItCannotWrite) {
+    const WorkFolder folder;
+    fs::create_directory("directory");
+    fs::create_symlink("/dev/full", "full");
+    fs::create_symlink("loop", "loop");
+    const struct {
+        std::string path;
+        const char *verb;
+    } cases[] = {{"directory", "open"},
+                 {"loop", "open"},
+                 {"full", "write"},
+                 {std::string(256, 'x'), "open"},
+                 {"nowhere/x", "open"}};
+    for (const auto &c : cases) {
+        const Outcome o = outcome_of([&] { write_result(c.path); });
+        EXPECT_EQ(o.status, 1) << c.path;
+        EXPECT_EQ(o.err, std::string("$$ Cannot ") + c.verb + " " + c.path + ". Abort.\n");
+    }
+    EXPECT_EQ(num_files(), 3U);
+}
+
+TEST(Writing, LeavesTheEarlierResultWhenTheRunEnds) {
+    const WorkFolder folder;
+    write_file("result", "old");
+    bool removed = false;
+    outcome_of([&] {
+        OutputFile file = mb_fopen_chk_wmode("result");
+        OutputFile moved = std::move(file);
+        mb_fprintf(moved, "half");
+        // As std::exit does it: with the file still open.
+        const RunEnding outer = set_run_ending([](int) { throw 0; });
+        try {
+            end_run(1);
+        } catch (int) {
+            removed = num_files() == 1;
+        }
+        set_run_ending(outer);
+    });
+    EXPECT_TRUE(removed);
+    EXPECT_EQ(read_file("result"), "old");
+    EXPECT_EQ(num_files(), 1U);
+}
+
+TEST(Interrupt, TellsHowFarTheRunCame) {
+    Conditions conditions;
+    conditions.grid = "1\n2000\n1\n";
+    const std::string text = conditions.dispsurf("1 2\n", "0\n", "1\n100\n");
+    const ProgramRun run = run_program({.files = {{"run.txt", text}, {"run_ds.txt", "old"}},
+                                        .args = {"run.txt"},
+                                        .interrupt_at = "run_ds.txt.part"});
+    EXPECT_EQ(run.status, 1);
+    int done = 0;
+    int of = 0;
+    const std::size_t line = run.out.rfind("\n$$ ");
+    ASSERT_NE(line, std::string::npos) << run.out;
+    EXPECT_EQ(std::sscanf(run.out.c_str() + line, "\n$$ Interrupted after %d of %d steps. Abort.",
+                          &done, &of),
+              2)
+        << run.out;
+    EXPECT_LT(done, of);
+    EXPECT_EQ(run.read("run_ds.txt"), "old");
+    for (const fs::directory_entry &file : fs::directory_iterator(run.path(""))) {
+        EXPECT_NE(file.path().extension(), ".part");
+    }
+}
+
+TEST(Program, KeepsItsFilesFromClosedStandardStreams) {
+    const ProgramInput input = {.files = {{"run.txt", "X\nEPS_CONTROL_PARAMETERS{\n"
+                                                      "}EPS_CONTROL_PARAMETERS\n"}},
+                                .args = {"run.txt"}};
+    const std::string log = run_program(input).read("run_log.txt");
+    for (const std::vector<int> &closed : {std::vector{0}, {2}, {0, 2}}) {
+        ProgramInput same = input;
+        same.closed = closed;
+        EXPECT_EQ(run_program(same).read("run_log.txt"), log);
+    }
+    ProgramInput silent = input;
+    silent.closed = {0, 1, 2};
+    const ProgramRun run = run_program(silent);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_FALSE(run.has("run_log.txt"));
+}
+
+} // namespace
+} // namespace orvel::test
