@@ -41,10 +41,6 @@ Probe input_sim_coherent_data(Sd &sd, std::FILE *stream) {
     probe.probe_pos = fget_3d(stream);
     chk_data("}COHERENT", stream);
     sd.result_bytes = 8;
-    if (epsilon.intensity_scaling < 0.0) {
-        input_exit("$$ intensity_scaling = %g: amplitudes are scaled by its square root. Abort.",
-                   epsilon.intensity_scaling);
-    }
     return probe;
 }
 
@@ -131,6 +127,7 @@ void mb_sim_coherent(InputFile &stream, std::FILE *log, const std::string &base_
     const Probe probe = input_sim_coherent_data(sd, stream);
     stream.close();
     chk_job_memory(sd, sizeof(complex), TiltOrder::side_by_side);
+    chk_amplitude_scale();
 
     const PotentialMatrix potential = build_sim_potential(csd, sd, log);
     calc_coherent_cbed_pattern(csd, sd, probe, potential.V.get(), base_name, log);

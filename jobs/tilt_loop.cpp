@@ -28,6 +28,13 @@ void warn_single_point_line(const TiltGrid &grid, std::FILE *log) {
     }
 }
 
+void chk_amplitude_scale() {
+    if (epsilon.intensity_scaling < 0.0) {
+        input_exit("$$ intensity_scaling = %g: amplitudes are scaled by its square root. Abort.",
+                   epsilon.intensity_scaling);
+    }
+}
+
 TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V) {
     return {sd, csd.metric, V, pre_calc_intensity(sd.beam, csd.metric),
             calc_abs_K(csd, sd.beam.acc_voltage)};
