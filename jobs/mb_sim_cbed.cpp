@@ -4,16 +4,12 @@
 #include "crystal/csd.hpp"
 #include "dynamics/mbfunc_check.hpp"
 #include "dynamics/mbfunc_intensity.hpp"
-#include "dynamics/mbfunc_tilt.hpp"
 #include "jobs/jobs.hpp"
 #include "jobs/mb_sim_input.hpp"
 #include "jobs/mb_sim_output.hpp"
-#include "jobs/mb_sim_setup.hpp"
-#include "jobs/tilt_loop.hpp"
-#include "jobs/tilt_threads.hpp"
+#include "jobs/mb_sim_pattern.hpp"
 
 #include <algorithm>
-#include <vector>
 
 namespace orvel {
 
@@ -56,39 +52,16 @@ void sim_output(const Sd &sd, const CellConstants &cell, const std::string &base
 void calc_cbed_pattern(Csd &csd, Sd &sd, const complex *const *V, const std::string &base_name,
                        std::FILE *log) {
     const TiltProblem problem = prepare_tilts(csd, sd, V, log);
-    const std::size_t n_out = sd.reflections.size();
-    const std::size_t n_thick = sd.thicknesses.size();
-    sd.intensity = Tensor<double>(n_out, n_thick, sd.grid.num_pix);
-    const int threads = num_tilt_threads(sd.grid.num_pix_in);
-    std::vector<WorkCalInt> works =
-        alloc_works(threads, sd.beams.size(), static_cast<int>(n_out), static_cast<int>(n_thick));
-    std::vector<Matrix<double>> tables;
-    for (int i = 0; i < threads; ++i) {
-        tables.emplace_back(n_out, n_thick);
-    }
-    mb_fprintf(stdout, "Intensity calculation\n");
-    if (dbg_sel_vg_on()) {
-        check_selections(problem, works.front());
-        return;
-    }
-
-    std::vector<char> finite(sd.grid.pix.size());
-    const auto solve = [&](int slot, int p) {
-        Matrix<double> &table = tables[slot];
-        calc_intensity_with_perturb_ug(problem, sd.grid.kxy[p], works[slot], table.get());
-        for (std::size_t o = 0; o < n_out; ++o) {
-            for (std::size_t k = 0; k < n_thick; ++k) {
+    sd.intensity = Tensor<double>(sd.reflections.size(), sd.thicknesses.size(), sd.grid.num_pix);
+    const auto solve = [&](WorkCalInt &work, int p, double *const *table) {
+        calc_intensity_with_perturb_ug(problem, sd.grid.kxy[p], work, table);
+        for (std::size_t o = 0; o < sd.reflections.size(); ++o) {
+            for (std::size_t k = 0; k < sd.thicknesses.size(); ++k) {
                 table[o][k] *= epsilon.intensity_scaling;
-                sd.intensity[o][k][p] = table[o][k];
             }
         }
-        finite[p] = all_finite(sd, table.get());
     };
-    // The tensor starts as zeros, which is what points outside the disk hold.
-    solve_tilts(sd.grid, works, solve);
-    mb_fprintf(stdout, "$$Intensity output\n");
-    sim_output(sd, csd.cell, base_name);
-    NonFiniteCount(sd.grid, finite).report(log);
+    calc_pattern(problem, sd.intensity, log, solve, [&] { sim_output(sd, csd.cell, base_name); });
 }
 
 } // namespace

@@ -8,13 +8,10 @@
 #include "jobs/jobs.hpp"
 #include "jobs/mb_sim_input.hpp"
 #include "jobs/mb_sim_output.hpp"
-#include "jobs/mb_sim_setup.hpp"
-#include "jobs/tilt_loop.hpp"
-#include "jobs/tilt_threads.hpp"
+#include "jobs/mb_sim_pattern.hpp"
 
 #include <array>
 #include <cmath>
-#include <vector>
 
 namespace orvel {
 
@@ -84,38 +81,12 @@ void calc_coherent_cbed_pattern(Csd &csd, Sd &sd, const Probe &probe, const comp
     const TiltProblem problem = prepare_tilts(csd, sd, V, log);
     const Vector<complex> phase =
         calc_initial_phase(sd, probe, problem.geometry.lambda, csd.metric);
-    const std::size_t n_out = sd.reflections.size();
-    const std::size_t n_thick = sd.thicknesses.size();
-    Tensor<complex> amplitude(n_out, n_thick, sd.grid.num_pix);
-    const int threads = num_tilt_threads(sd.grid.num_pix_in);
-    std::vector<WorkCalInt> works =
-        alloc_works(threads, sd.beams.size(), static_cast<int>(n_out), static_cast<int>(n_thick));
-    std::vector<Matrix<complex>> tables;
-    for (int i = 0; i < threads; ++i) {
-        tables.emplace_back(n_out, n_thick);
-    }
-    mb_fprintf(stdout, "Intensity calculation\n");
-    if (dbg_sel_vg_on()) {
-        check_selections(problem, works.front());
-        return;
-    }
-
-    std::vector<char> finite(sd.grid.pix.size());
-    const auto solve = [&](int slot, int p) {
-        Matrix<complex> &table = tables[slot];
-        calc_intensity_ug_coherent(problem, sd.grid.kxy[p], phase[p], works[slot], table.get());
-        finite[p] = all_finite(sd, table.get());
-        for (std::size_t o = 0; o < n_out; ++o) {
-            for (std::size_t k = 0; k < n_thick; ++k) {
-                amplitude[o][k][p] = table[o][k];
-            }
-        }
+    Tensor<complex> amplitude(sd.reflections.size(), sd.thicknesses.size(), sd.grid.num_pix);
+    const auto solve = [&](WorkCalInt &work, int p, complex *const *table) {
+        calc_intensity_ug_coherent(problem, sd.grid.kxy[p], phase[p], work, table);
     };
-    // The tensor starts as zeros, which is what points outside the disk hold.
-    solve_tilts(sd.grid, works, solve);
-    mb_fprintf(stdout, "$$Intensity output\n");
-    sim_coherent_output(sd, amplitude, csd.cell, base_name);
-    NonFiniteCount(sd.grid, finite).report(log);
+    calc_pattern(problem, amplitude, log, solve,
+                 [&] { sim_coherent_output(sd, amplitude, csd.cell, base_name); });
 }
 
 } // namespace
