@@ -4,6 +4,7 @@
 #include "app/run_settings.hpp"
 #include "numeric/data_out.hpp"
 
+#include <chrono>
 #include <csignal>
 #include <ctime>
 
@@ -25,10 +26,13 @@ extern "C" void note_interrupt(int signal) {
     std::signal(signal, SIG_DFL);
 }
 
-// Processor time in seconds, read in whole milliseconds.
-double clock_seconds() {
-    const double milliseconds =
-        static_cast<double>(std::clock()) * 1000.0 / static_cast<double>(CLOCKS_PER_SEC);
+// Processor time, or the time of day for several threads, in seconds, read in whole milliseconds.
+double clock_seconds(int threads) {
+    const std::chrono::duration<double, std::milli> day =
+        std::chrono::steady_clock::now().time_since_epoch();
+    const double milliseconds = threads > 1 ? day.count()
+                                            : static_cast<double>(std::clock()) * 1000.0 /
+                                                  static_cast<double>(CLOCKS_PER_SEC);
     return static_cast<double>(static_cast<long long>(milliseconds)) / 1000.0;
 }
 
@@ -97,18 +101,20 @@ void progress_indicator(int i, int n) {
     }
 }
 
-void exec_time_forecast(int n) {
+void exec_time_forecast(int n, int threads) {
     if (n == -1) {
         mb_fprintf(stdout, "  Estimating exec. time .... ");
         mb_fflush(stdout);
-        clock_start = clock_seconds();
+        clock_start = clock_seconds(threads);
         return;
     }
-    clock_now = clock_seconds();
+    clock_now = clock_seconds(threads);
     const double seconds = clock_now - clock_start;
     if (n > 0) {
         if (seconds > 0.1) {
-            mb_fprintf(stdout, " %.1lf [min] (1CPU)\n", n * seconds / 60.0);
+            // The first step was done by one thread alone.
+            const double steps = 1.0 + (n - 1.0) / threads;
+            mb_fprintf(stdout, " %.1lf [min] (%dCPU)\n", steps * seconds / 60.0, threads);
             mb_fflush(stdout);
         } else {
             mb_fprintf(stdout, " Maybe not so long.\n");

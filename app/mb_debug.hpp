@@ -27,7 +27,8 @@ void catch_interrupts();
 void chk_interrupt(int i, int n);
 
 // n = -1 starts the clock, n > 0 forecasts the time of n steps after the first one is done,
-// n = 0 ends the timing with the time elapsed. Processor time, in minutes and hours.
-void exec_time_forecast(int n);
+// n = 0 ends the timing with the time elapsed. In minutes and hours: processor time; with several
+// threads, which share the steps from the second one on, the time of day.
+void exec_time_forecast(int n, int threads = 1);
 
 } // namespace orvel

@@ -10,8 +10,8 @@
 
 namespace orvel {
 
-// Debug flags: 0 off, 1 on unless noted. "Refinement only" and "nothing reads it": accepted in the
-// file and kept, without effect on any job.
+// Debug flags and the number of threads: 0 off, 1 on unless noted. "Refinement only" and "nothing
+// reads it": accepted in the file and kept, without effect on any job.
 struct DebugFlags {
     OutputFile stream;     // "%s.dbg"; open only while vg_sel_chk_flag is at work
     std::string base_name; // base name of the job; dump files are named from it
@@ -39,6 +39,7 @@ struct DebugFlags {
     int wg_xig_list_flag = 0;   // nothing reads it
     int print_bij_flag = 1;     // refinement only
     int chk_data_dump_flag = 0; // confirm each block keyword
+    int num_threads = 1;        // tilts solved at a time, 0: as many as there are cores
 };
 
 // Tolerances and method switches.

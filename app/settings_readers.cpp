@@ -51,6 +51,7 @@ constexpr Key<DebugFlags> ini_keys[] = {
     {"wg_xig_list_flag", &DebugFlags::wg_xig_list_flag},
     {"print_bij_flag", &DebugFlags::print_bij_flag},
     {"chk_data_dump_flag", &DebugFlags::chk_data_dump_flag},
+    {"num_threads", &DebugFlags::num_threads},
 };
 
 constexpr Key<EpsilonSettings> settings_keys[] = {

@@ -5,7 +5,9 @@
 #include "crystal/strct_f.hpp"
 #include "dynamics/mbfunc_intensity.hpp"
 #include "dynamics/mbfunc_potential.hpp"
+#include "dynamics/mbfunc_tilt.hpp"
 #include "input/utils.hpp"
+#include "jobs/tilt_threads.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -86,21 +88,37 @@ void bench_potential(int n) {
     print_row("potential/each F once", n, t[0], t[1], 0.0, 0.0);
 }
 
-void bench_tilt(int n) {
+namespace {
+
+// Silicon [001] with as many Bethe as exact beams, five thicknesses.
+struct SiliconTilts {
     Csd csd = crystal_of(silicon_crystal());
     Sd sd;
-    sd.beam.inc_uvw = {0, 0, 1};
-    sd.beam.nor_uvw = {0, 0, 1};
-    sd.beam.base_g1 = {2.0, 2.0, 0.0};
-    sd.beam.acc_voltage = 200.0;
-    sd.beams = zone_beams(2 * n);
-    sd.beams.num_exact_beam = sd.beams.num_bethe_beam = n;
-    sd.reflections = {0, 1, 2, 3, 4, 5, 6, 7, 8};
-    sd.thicknesses = {200.0, 400.0, 600.0, 800.0, 1000.0};
-    epsilon.vg_select_flag = 0;
-    const PotentialMatrix potential = potential_matrix_csd(sd.beams, csd, 200.0);
-    const TiltProblem problem = {sd, csd.metric, potential.V.get(),
-                                 pre_calc_intensity(sd.beam, csd.metric), calc_abs_K(csd, 200.0)};
+    PotentialMatrix potential;
+
+    explicit SiliconTilts(int n) {
+        sd.beam.inc_uvw = {0, 0, 1};
+        sd.beam.nor_uvw = {0, 0, 1};
+        sd.beam.base_g1 = {2.0, 2.0, 0.0};
+        sd.beam.acc_voltage = 200.0;
+        sd.beams = zone_beams(2 * n);
+        sd.beams.num_exact_beam = sd.beams.num_bethe_beam = n;
+        sd.reflections = {0, 1, 2, 3, 4, 5, 6, 7, 8};
+        sd.thicknesses = {200.0, 400.0, 600.0, 800.0, 1000.0};
+        epsilon.vg_select_flag = 0;
+        potential = potential_matrix_csd(sd.beams, csd, 200.0);
+    }
+    TiltProblem problem() const {
+        return {sd, csd.metric, potential.V.get(), pre_calc_intensity(sd.beam, csd.metric),
+                calc_abs_K(csd, 200.0)};
+    }
+};
+
+} // namespace
+
+void bench_tilt(int n) {
+    const SiliconTilts tilts(n);
+    const TiltProblem problem = tilts.problem();
     WorkCalInt work = alloc_work_cal_int(2 * n, 9, 5);
     Matrix<double> table(9, 5);
     const RealHkl K_t = {0.31, 0.17, 0.0};
@@ -112,6 +130,31 @@ void bench_tilt(int n) {
           [&] { eigmat(n, work.B.get(), work.eigval.data(), work.eigvec.get(), work.eigmat); }}},
         n <= 50 ? 101 : 21);
     print_row("whole tilt/eigmat alone", n, t[0], t[1], 0.0, 0.0);
+}
+
+void bench_threads(int n, int threads) {
+    SiliconTilts tilts(n);
+    tilts.sd.grid.calc_type = 2;
+    tilts.sd.grid.num_cal_pix_side = n <= 50 ? 21 : 11;
+    tilts.sd.grid.disksize = 0.4;
+    calc_kxy_tilt(tilts.sd, tilts.csd.metric);
+    const TiltProblem problem = tilts.problem();
+    const auto pattern = [&](int number) {
+        std::vector<WorkCalInt> works = alloc_works(number, 2 * n, 9, 5);
+        std::vector<Matrix<double>> tables;
+        for (int i = 0; i < number; ++i) {
+            tables.emplace_back(9, 5);
+        }
+        solve_tilts(tilts.sd.grid, works, [&](int slot, int p) {
+            calc_intensity_with_perturb_ug(problem, tilts.sd.grid.kxy[p], works[slot],
+                                           tables[slot].get());
+        });
+    };
+    const auto nothing = [] {};
+    const std::vector<double> t =
+        median_seconds({{nothing, [&] { pattern(threads); }}, {nothing, [&] { pattern(1); }}}, 11);
+    const std::string name = std::to_string(threads) + " threads/1 thread, pattern";
+    print_row(name.c_str(), n, t[0], t[1], 0.0, 0.0);
 }
 
 } // namespace orvel::bench

@@ -16,6 +16,7 @@ void bench_eigmat(int n);
 void bench_invmat(int n);
 void bench_potential(int n);
 void bench_tilt(int n);
+void bench_threads(int n, int threads);
 
 } // namespace orvel::bench
 
@@ -38,6 +39,9 @@ int main() {
     print_header("\nJobs (Si [001] with as many Bethe as exact beams; 20 sites x 192 operations)");
     for (const int n : {50, 100, 200}) {
         bench_tilt(n);
+    }
+    for (const int n : {50, 100}) {
+        bench_threads(n, 2);
     }
     for (const int n : {100, 500}) {
         bench_potential(n);

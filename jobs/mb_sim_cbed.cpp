@@ -10,8 +10,10 @@
 #include "jobs/mb_sim_output.hpp"
 #include "jobs/mb_sim_setup.hpp"
 #include "jobs/tilt_loop.hpp"
+#include "jobs/tilt_threads.hpp"
 
 #include <algorithm>
+#include <vector>
 
 namespace orvel {
 
@@ -57,31 +59,36 @@ void calc_cbed_pattern(Csd &csd, Sd &sd, const complex *const *V, const std::str
     const std::size_t n_out = sd.reflections.size();
     const std::size_t n_thick = sd.thicknesses.size();
     sd.intensity = Tensor<double>(n_out, n_thick, sd.grid.num_pix);
-    Matrix<double> scratch(n_out, n_thick);
-    WorkCalInt work =
-        alloc_work_cal_int(sd.beams.size(), static_cast<int>(n_out), static_cast<int>(n_thick));
+    const int threads = num_tilt_threads(sd.grid.num_pix_in);
+    std::vector<WorkCalInt> works =
+        alloc_works(threads, sd.beams.size(), static_cast<int>(n_out), static_cast<int>(n_thick));
+    std::vector<Matrix<double>> tables;
+    for (int i = 0; i < threads; ++i) {
+        tables.emplace_back(n_out, n_thick);
+    }
     mb_fprintf(stdout, "Intensity calculation\n");
     if (dbg_sel_vg_on()) {
-        check_selections(problem, work);
+        check_selections(problem, works.front());
         return;
     }
 
-    NonFiniteCount non_finite;
-    const auto solve = [&](int p) {
-        calc_intensity_with_perturb_ug(problem, sd.grid.kxy[p], work, scratch.get());
+    std::vector<char> finite(sd.grid.pix.size());
+    const auto solve = [&](int slot, int p) {
+        Matrix<double> &table = tables[slot];
+        calc_intensity_with_perturb_ug(problem, sd.grid.kxy[p], works[slot], table.get());
         for (std::size_t o = 0; o < n_out; ++o) {
             for (std::size_t k = 0; k < n_thick; ++k) {
-                scratch[o][k] *= epsilon.intensity_scaling;
-                sd.intensity[o][k][p] = scratch[o][k];
+                table[o][k] *= epsilon.intensity_scaling;
+                sd.intensity[o][k][p] = table[o][k];
             }
         }
-        non_finite.add(all_finite(sd, scratch.get()));
+        finite[p] = all_finite(sd, table.get());
     };
     // The tensor starts as zeros, which is what points outside the disk hold.
-    for_each_tilt(sd.grid, solve);
+    solve_tilts(sd.grid, works, solve);
     mb_fprintf(stdout, "$$Intensity output\n");
     sim_output(sd, csd.cell, base_name);
-    non_finite.report(log);
+    NonFiniteCount(sd.grid, finite).report(log);
 }
 
 } // namespace
@@ -91,7 +98,7 @@ void mb_simulation(InputFile &stream, std::FILE *log, const std::string &base_na
     Sd sd;
     input_sim_data(sd, csd, base_name, stream);
     stream.close();
-    chk_job_memory(sd, sizeof(double));
+    chk_job_memory(sd, sizeof(double), TiltOrder::side_by_side);
 
     const PotentialMatrix potential = build_sim_potential(csd, sd, log);
     calc_cbed_pattern(csd, sd, potential.V.get(), base_name, log);

@@ -10,9 +10,11 @@
 #include "jobs/mb_sim_output.hpp"
 #include "jobs/mb_sim_setup.hpp"
 #include "jobs/tilt_loop.hpp"
+#include "jobs/tilt_threads.hpp"
 
 #include <array>
 #include <cmath>
+#include <vector>
 
 namespace orvel {
 
@@ -39,10 +41,6 @@ Probe input_sim_coherent_data(Sd &sd, std::FILE *stream) {
     probe.probe_pos = fget_3d(stream);
     chk_data("}COHERENT", stream);
     sd.result_bytes = 8;
-    if (epsilon.intensity_scaling < 0.0) {
-        input_exit("$$ intensity_scaling = %g: amplitudes are scaled by its square root. Abort.",
-                   epsilon.intensity_scaling);
-    }
     return probe;
 }
 
@@ -89,30 +87,35 @@ void calc_coherent_cbed_pattern(Csd &csd, Sd &sd, const Probe &probe, const comp
     const std::size_t n_out = sd.reflections.size();
     const std::size_t n_thick = sd.thicknesses.size();
     Tensor<complex> amplitude(n_out, n_thick, sd.grid.num_pix);
-    Matrix<complex> scratch(n_out, n_thick);
-    WorkCalInt work =
-        alloc_work_cal_int(sd.beams.size(), static_cast<int>(n_out), static_cast<int>(n_thick));
+    const int threads = num_tilt_threads(sd.grid.num_pix_in);
+    std::vector<WorkCalInt> works =
+        alloc_works(threads, sd.beams.size(), static_cast<int>(n_out), static_cast<int>(n_thick));
+    std::vector<Matrix<complex>> tables;
+    for (int i = 0; i < threads; ++i) {
+        tables.emplace_back(n_out, n_thick);
+    }
     mb_fprintf(stdout, "Intensity calculation\n");
     if (dbg_sel_vg_on()) {
-        check_selections(problem, work);
+        check_selections(problem, works.front());
         return;
     }
 
-    NonFiniteCount non_finite;
-    const auto solve = [&](int p) {
-        calc_intensity_ug_coherent(problem, sd.grid.kxy[p], phase[p], work, scratch.get());
-        non_finite.add(all_finite(sd, scratch.get()));
+    std::vector<char> finite(sd.grid.pix.size());
+    const auto solve = [&](int slot, int p) {
+        Matrix<complex> &table = tables[slot];
+        calc_intensity_ug_coherent(problem, sd.grid.kxy[p], phase[p], works[slot], table.get());
+        finite[p] = all_finite(sd, table.get());
         for (std::size_t o = 0; o < n_out; ++o) {
             for (std::size_t k = 0; k < n_thick; ++k) {
-                amplitude[o][k][p] = scratch[o][k];
+                amplitude[o][k][p] = table[o][k];
             }
         }
     };
     // The tensor starts as zeros, which is what points outside the disk hold.
-    for_each_tilt(sd.grid, solve);
+    solve_tilts(sd.grid, works, solve);
     mb_fprintf(stdout, "$$Intensity output\n");
     sim_coherent_output(sd, amplitude, csd.cell, base_name);
-    non_finite.report(log);
+    NonFiniteCount(sd.grid, finite).report(log);
 }
 
 } // namespace
@@ -123,7 +126,8 @@ void mb_sim_coherent(InputFile &stream, std::FILE *log, const std::string &base_
     input_sim_data(sd, csd, base_name, stream);
     const Probe probe = input_sim_coherent_data(sd, stream);
     stream.close();
-    chk_job_memory(sd, sizeof(complex));
+    chk_job_memory(sd, sizeof(complex), TiltOrder::side_by_side);
+    chk_amplitude_scale();
 
     const PotentialMatrix potential = build_sim_potential(csd, sd, log);
     calc_coherent_cbed_pattern(csd, sd, probe, potential.V.get(), base_name, log);

@@ -4,6 +4,7 @@
 #include "dynamics/mbfunc_check.hpp"
 #include "dynamics/mbfunc_tilt.hpp"
 #include "jobs/tilt_loop.hpp"
+#include "jobs/tilt_threads.hpp"
 
 namespace orvel {
 
@@ -27,6 +28,7 @@ TiltProblem prepare_tilts(Csd &csd, Sd &sd, const complex *const *V, std::FILE *
     mb_fprintf(stdout, "$$ num_k_points = %d, num_k_points_effective = %d\n", sd.grid.num_pix,
                sd.grid.num_pix_in);
     warn_single_point_line(sd.grid, log);
+    warn_one_thread();
     if (sd.grid.disksize == 0.0) {
         mb_fprintf_stdo(log,
                         "$$ Warning: disksize = 0: the positions of the reflections in "

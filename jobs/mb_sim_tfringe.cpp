@@ -164,6 +164,7 @@ void mb_tfringe(InputFile &stream, std::FILE *log, const std::string &base_name)
     input_tfringe_data(sd, csd, base_name, stream);
     stream.close();
     chk_fringe_memory(sd);
+    chk_amplitude_scale();
 
     const PotentialMatrix potential = build_wave_potential(csd, sd, "Potential.", log);
     debug_vg_dump(potential.V.get(), sd.beams.size());

@@ -2,10 +2,11 @@
 
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
+#include "jobs/tilt_threads.hpp"
 
 namespace orvel {
 
-void chk_job_memory(const Sd &sd, double result_bytes) {
+void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order) {
     const double n = sd.beams.size();
     const double num_thick = static_cast<double>(sd.thicknesses.size());
     const double side = sd.grid.num_cal_pix_side;
@@ -13,9 +14,10 @@ void chk_job_memory(const Sd &sd, double result_bytes) {
     const double results =
         result_bytes * static_cast<double>(sd.reflections.size()) * num_thick * tilts;
     const double points = (sizeof(RealHkl) + sizeof(TiltPoint)) * tilts;
-    require_memory(sizeof(complex) * n * n +
-                       work_cal_int_bytes(sd.beams.size(), static_cast<int>(num_thick)) + results +
-                       points,
+    const double table = result_bytes * static_cast<double>(sd.reflections.size()) * num_thick;
+    const double work = work_cal_int_bytes(sd.beams.size(), static_cast<int>(num_thick)) + table;
+    const int threads = order == TiltOrder::side_by_side ? num_tilt_threads(tilts) : 1;
+    require_memory(sizeof(complex) * n * n + threads * work + results + points,
                    "the potential matrix, the tilts and the results");
 }
 
@@ -26,9 +28,24 @@ void warn_single_point_line(const TiltGrid &grid, std::FILE *log) {
     }
 }
 
+void chk_amplitude_scale() {
+    if (epsilon.intensity_scaling < 0.0) {
+        input_exit("$$ intensity_scaling = %g: amplitudes are scaled by its square root. Abort.",
+                   epsilon.intensity_scaling);
+    }
+}
+
 TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V) {
     return {sd, csd.metric, V, pre_calc_intensity(sd.beam, csd.metric),
             calc_abs_K(csd, sd.beam.acc_voltage)};
+}
+
+NonFiniteCount::NonFiniteCount(const TiltGrid &grid, const std::vector<char> &finite) {
+    for (int p = 0; p < grid.num_pix; ++p) {
+        if (grid.pix[p].cal_flag == 1) {
+            add(finite[p] != 0);
+        }
+    }
 }
 
 void NonFiniteCount::report(std::FILE *log) const {

@@ -9,15 +9,23 @@
 
 #include <cmath>
 #include <cstdio>
+#include <vector>
 
 namespace orvel {
 
-// Ends the run where its arrays cannot be had: the potential matrix, the per-tilt work record and
-// result_bytes for each output reflection, thickness and tilt. Called before any of them is made.
-void chk_job_memory(const Sd &sd, double result_bytes);
+// Whether a job may solve its tilts on several threads.
+enum class TiltOrder { one_by_one, side_by_side };
+
+// Ends the run where its arrays cannot be had: the potential matrix, the per-tilt work record (with
+// side_by_side one for each thread) and result_bytes for each output reflection, thickness and
+// tilt. Called before any of them is made.
+void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order = TiltOrder::one_by_one);
 
 // Tells, before the run, of a line of tilts whose only point divides zero by zero.
 void warn_single_point_line(const TiltGrid &grid, std::FILE *log);
+
+// Ends the run for a negative intensity_scaling, whose root amplitudes take.
+void chk_amplitude_scale();
 
 // The problem that all tilts of the job share.
 TiltProblem tilt_problem(const Sd &sd, const Csd &csd, const complex *const *V);
@@ -27,6 +35,9 @@ struct NonFiniteCount {
     int tilts = 0;
     int of = 0;
 
+    // Counts the points that are calculated. finite: one flag a point.
+    NonFiniteCount(const TiltGrid &grid, const std::vector<char> &finite);
+    NonFiniteCount() = default;
     // Counts one tilt.
     void add(bool all_finite) {
         ++of;

@@ -68,6 +68,10 @@ void write_pictures(const std::string &folder, const std::vector<NamedPicture> &
 
 void show_page(const KavScript &script, const KavPage &page, const Arguments &arguments) {
     const std::string html = beside(script.path, page.html_file);
+    if (!html.ends_with(".html")) { // never a page over a result
+        input_exit("$$ %s: the page \"%s\" is no .html file. Abort.", script.path.c_str(),
+                   page.html_file.c_str());
+    }
     const auto finish = [&](const auto &run, const Facts &facts, const auto &write_page,
                             const auto &make_pictures) {
         if (arguments.png_folder) {

@@ -41,7 +41,7 @@ function number(value, digits = 5) {
     const text = value.toPrecision(digits);
     const short = text.includes('e') ? text.replace(/\.?0+e/, 'e') :
         text.includes('.') ? text.replace(/\.?0+$/, '') : text;
-    return short.replace('-', '\u2212');
+    return short.replaceAll('-', '\u2212');
 }
 
 function hklText(hkl) {

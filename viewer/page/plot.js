@@ -21,7 +21,7 @@ function decadeTicks(low, high) {
 // As many digits as tell neighbouring ticks apart.
 function tickText(value, list, log) {
     if (log) {
-        return number(value, 2);
+        return number(Number(value.toPrecision(2)), 6);
     }
     const step = list.length > 1 ? Math.abs(list[1] - list[0]) : Math.abs(value) || 1;
     const top = Math.max(...list.map(Math.abs));
@@ -50,7 +50,7 @@ function extent(arrays) {
 function drawAxes(context, box, x, y) {
     context.font = `13px ${fontFamily}`;
     context.lineWidth = 1;
-    const xTicks = x.log ? decadeTicks(x.low, x.high) : ticks(x.low, x.high, Math.min(10, box.width / 45));
+    const xTicks = x.log ? decadeTicks(x.low, x.high) : ticks(x.low, x.high, Math.min(10, box.width / 40));
     const yTicks = y.log ? decadeTicks(y.low, y.high) : ticks(y.low, y.high, Math.min(10, box.height / 40));
     context.strokeStyle = cssColour('grid');
     context.beginPath();

@@ -64,7 +64,7 @@ class Raster {
             return;
         }
         const side = 50;
-        const right = c.bar ? 60 : 12;
+        const right = c.bar ? 68 : 12;
         const across = c.nx > 1 ? (c.x[1] - c.x[0]) / (c.nx - 1) : 1;
         const up = c.ny > 1 ? (c.y[1] - c.y[0]) / (c.ny - 1) : Math.abs(across);
         const aspect = Math.abs((c.ny * up) / (c.nx * across)) || 1;

@@ -108,6 +108,7 @@ TEST(Kavun, DisagreeingFilesEndTheRun) {
         {"cbed", "cbed_rs0.txt", "0\t0\t0\t0\t0\n", "0\t0\t0\t1e9\t0\n", "outside any pattern"},
         {"cbed", "cbed_rs0.txt", "SIM_RESULT", "SIM_COHERENT_RESULT", "SIM_RESULT expected"},
         {"cbed", "cbed_rs0.txt", "}RF\n", "}RF\n}RF\n", "RF{ expected"},
+        {"cbed", "cbed_kav.txt", "cbed_.html", "cbed_rs0.txt", "is no .html file"},
         {"surface", "surface_ds.txt", "\n-3\t", "\n-4\t", "differ in their tilts"},
         {"surface", "surface_int.txt", "# thickness 0: 500[A]\n", "", "do not hold"},
         {"surface", "surface_kav.txt", "6  #branch_end", "5  #branch_end", "more than"},
