@@ -92,7 +92,7 @@ TEST(Writing, LeavesTheEarlierResultWhenTheRunEnds) {
 
 TEST(Interrupt, TellsHowFarTheRunCame) {
     Conditions conditions;
-    conditions.grid = "1\n2000\n1\n";
+    conditions.grid = "1\n300000\n1\n";
     const std::string text = conditions.dispsurf("1 2\n", "0\n", "1\n100\n");
     const ProgramRun run = run_program({.files = {{"run.txt", text}, {"run_ds.txt", "old"}},
                                         .args = {"run.txt"},

@@ -1,6 +1,7 @@
 // Folders with copies of the samples that a test may spoil.
 #pragma once
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -26,11 +27,8 @@ inline void write_file(const std::string &path, const std::string &text) {
 class SampleFolder {
 public:
     explicit SampleFolder(const std::string &base = "") {
-        const auto *test = testing::UnitTest::GetInstance()->current_test_info();
-        path_ = std::filesystem::temp_directory_path() /
-                ("kavun_" + std::string(test->test_suite_name()) + "_" + test->name() + "_" + base);
-        std::filesystem::remove_all(path_);
-        std::filesystem::create_directories(path_);
+        std::string name = (std::filesystem::temp_directory_path() / "kavun_test_XXXXXX").string();
+        path_ = mkdtemp(name.data());
         for (const auto &entry : std::filesystem::directory_iterator(KAVUN_SAMPLES)) {
             const std::string name = entry.path().filename();
             if (!base.empty() && (name.starts_with(base + "_") || name == base + ".par")) {
