@@ -93,6 +93,11 @@ void end_run(int status) {
         std::fputs("$$ Cannot write standard output. Abort.\n", stderr);
         status = 1;
     }
+    // A run that is done early leaves its log to be written here.
+    if (status == 0 && std::fflush(nullptr) != 0) {
+        std::fputs("$$ Cannot write the log. Abort.\n", stderr);
+        status = 1;
+    }
     run_ending(status);
     std::abort(); // an ending that returns is a programmer's error
 }

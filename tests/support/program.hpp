@@ -57,6 +57,7 @@ struct ProgramInput {
     std::chrono::seconds limit{120};  // after which a run counts as hanging and is killed
     std::string interrupt_at = {};    // SIGTERM as soon as there is this file
     std::vector<int> closed = {};     // descriptors that are closed at the start
+    std::map<std::string, std::string> links = {}; // name -> target
 };
 
 // What a run left behind. The working folder lives as long as the record.
@@ -133,6 +134,9 @@ inline ProgramRun run_program(const ProgramInput &input) {
     for (const auto &[name, contents] : input.files) {
         std::filesystem::create_directories(run.path(name).parent_path());
         write_file(run.path(name), contents);
+    }
+    for (const auto &[name, target] : input.links) {
+        std::filesystem::create_symlink(target, run.path(name));
     }
     write_file(folder / "in", input.standard_input);
     const pid_t child = fork();

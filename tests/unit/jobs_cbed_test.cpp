@@ -149,6 +149,12 @@ TEST(Cbed, FlagsSayWhatTheyAreFor) {
     EXPECT_EQ(list_only.status, 0);
     EXPECT_NE(list_only.out.find("$$ reflex_only_flag=1. exit.\n"), std::string::npos);
     EXPECT_FALSE(list_only.has("run_rs0.txt"));
+    const ProgramRun full_disk = run_program(
+        {.files = {{"run.txt", parameters}, {"orvel.ini", "reflex_only_flag 1\nINI_PARAM_END\n"}},
+         .args = {"run.txt"},
+         .links = {{"run_log.txt", "/dev/full"}}});
+    EXPECT_EQ(full_disk.status, 1);
+    EXPECT_EQ(full_disk.err, "$$ Cannot write the log. Abort.\n");
     const ProgramRun check =
         run_with_flags(gaas_disk().cbed("0\n", "1\n100\n"), "vg_sel_chk_flag 1\n");
     EXPECT_NE(check.out.find("$$ chk_sel_vg mode. No intensity calculation.\n"), std::string::npos);

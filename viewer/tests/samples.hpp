@@ -27,8 +27,9 @@ inline void write_file(const std::string &path, const std::string &text) {
 class SampleFolder {
 public:
     explicit SampleFolder(const std::string &base = "") {
-        std::string name = (std::filesystem::temp_directory_path() / "kavun_test_XXXXXX").string();
-        path_ = mkdtemp(name.data());
+        std::string unique =
+            (std::filesystem::temp_directory_path() / "kavun_test_XXXXXX").string();
+        path_ = mkdtemp(unique.data());
         for (const auto &entry : std::filesystem::directory_iterator(KAVUN_SAMPLES)) {
             const std::string name = entry.path().filename();
             if (!base.empty() && (name.starts_with(base + "_") || name == base + ".par")) {
