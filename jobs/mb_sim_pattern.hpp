@@ -27,6 +27,7 @@ void calc_pattern(const TiltProblem &problem, Tensor<T> &results, std::FILE *log
     std::vector<WorkCalInt> works =
         alloc_works(threads, sd.beams.size(), static_cast<int>(n_out), static_cast<int>(n_thick));
     std::vector<Matrix<T>> tables;
+    tables.reserve(threads);
     for (int i = 0; i < threads; ++i) {
         tables.emplace_back(n_out, n_thick);
     }
