@@ -126,6 +126,12 @@ FoundBeams search_zones(const BeamSearch &search, const IncidentBeam &beam, cons
     return found;
 }
 
+// Shown at once, since a search can take its time.
+void announce_search(const char *criterion) {
+    mb_fprintf(stdout, "Beam search (%s)... ", criterion);
+    mb_fflush(stdout);
+}
+
 } // namespace
 
 FoundBeams simple_beam_search_wg(const BeamSearch &search, const IncidentBeam &beam,
@@ -234,22 +240,19 @@ void fget_sd_beams(Sd &sd, const Csd &csd, std::FILE *stream) {
     case 1:
     case 11:
         fget_beam_search_wg(stream, search);
-        mb_fprintf(stdout, "Beam search (wg)... ");
-        mb_fflush(stdout);
+        announce_search("wg");
         found = simple_beam_search_wg(search, sd.beam, csd);
         break;
     case 2:
     case 12:
         fget_beam_search_sg(stream, search);
-        mb_fprintf(stdout, "Beam search (sg)... ");
-        mb_fflush(stdout);
+        announce_search("sg");
         found = simple_beam_search_sg(search, sd.beam, csd);
         break;
     case 3:
     case 13:
         fget_beam_search_sg_multi(stream, search);
-        mb_fprintf(stdout, "Beam search (sg)... ");
-        mb_fflush(stdout);
+        announce_search("sg");
         found = beam_search_sg_multi(search, sd.beam, csd);
         break;
     default:
