@@ -7,7 +7,7 @@
 #include "dynamics/mbfunc_potential.hpp"
 #include "dynamics/mbfunc_tilt.hpp"
 #include "input/utils.hpp"
-#include "jobs/tilt_threads.hpp"
+#include "jobs/mb_sim_pattern.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -140,15 +140,9 @@ void bench_threads(int n, int threads) {
     calc_kxy_tilt(tilts.sd, tilts.csd.metric);
     const TiltProblem problem = tilts.problem();
     const auto pattern = [&](int number) {
-        std::vector<WorkCalInt> works = alloc_works(number, 2 * n, 9, 5);
-        std::vector<Matrix<double>> tables;
-        for (int i = 0; i < number; ++i) {
-            tables.emplace_back(9, 5);
-        }
-        solve_tilts(tilts.sd.grid, works, [&](int slot, int p) {
-            calc_intensity_with_perturb_ug(problem, tilts.sd.grid.kxy[p], works[slot],
-                                           tables[slot].get());
-        });
+        Tensor<double> values = alloc_pattern(tilts.sd, {});
+        dbg.num_threads = number;
+        calc_pattern(problem, {}, values, stdout, [] {});
     };
     const auto nothing = [] {};
     const std::vector<double> t =

@@ -1,13 +1,13 @@
 // The CBED job: intensities of chosen reflections over a grid of tilts at chosen thicknesses.
 #include "app/mb_mpi.hpp"
-#include "app/run_settings.hpp"
 #include "crystal/csd.hpp"
 #include "dynamics/mbfunc_check.hpp"
-#include "dynamics/mbfunc_intensity.hpp"
 #include "jobs/jobs.hpp"
 #include "jobs/mb_sim_input.hpp"
 #include "jobs/mb_sim_output.hpp"
 #include "jobs/mb_sim_pattern.hpp"
+#include "jobs/mb_sim_setup.hpp"
+#include "jobs/tilt_loop.hpp"
 
 #include <algorithm>
 
@@ -52,16 +52,8 @@ void sim_output(const Sd &sd, const CellConstants &cell, const std::string &base
 void calc_cbed_pattern(Csd &csd, Sd &sd, const complex *const *V, const std::string &base_name,
                        std::FILE *log) {
     const TiltProblem problem = prepare_tilts(csd, sd, V, log);
-    sd.intensity = Tensor<double>(sd.reflections.size(), sd.thicknesses.size(), sd.grid.num_pix);
-    const auto solve = [&](WorkCalInt &work, int p, double *const *table) {
-        calc_intensity_with_perturb_ug(problem, sd.grid.kxy[p], work, table);
-        for (std::size_t o = 0; o < sd.reflections.size(); ++o) {
-            for (std::size_t k = 0; k < sd.thicknesses.size(); ++k) {
-                table[o][k] *= epsilon.intensity_scaling;
-            }
-        }
-    };
-    calc_pattern(problem, sd.intensity, log, solve, [&] { sim_output(sd, csd.cell, base_name); });
+    sd.intensity = alloc_pattern(sd, {});
+    calc_pattern(problem, {}, sd.intensity, log, [&] { sim_output(sd, csd.cell, base_name); });
 }
 
 } // namespace

@@ -4,11 +4,12 @@
 #include "app/run_settings.hpp"
 #include "crystal/csd.hpp"
 #include "dynamics/mbfunc_check.hpp"
-#include "dynamics/mbfunc_intensity.hpp"
 #include "jobs/jobs.hpp"
 #include "jobs/mb_sim_input.hpp"
 #include "jobs/mb_sim_output.hpp"
 #include "jobs/mb_sim_pattern.hpp"
+#include "jobs/mb_sim_setup.hpp"
+#include "jobs/tilt_loop.hpp"
 
 #include <array>
 #include <cmath>
@@ -57,7 +58,8 @@ Vector<complex> calc_initial_phase(const Sd &sd, const Probe &probe, double lamb
     return phase;
 }
 
-void sim_coherent_output(const Sd &sd, const Tensor<complex> &amplitude, const CellConstants &cell,
+// amplitude: real and imaginary part in turn along its thicknesses.
+void sim_coherent_output(const Sd &sd, const Tensor<double> &amplitude, const CellConstants &cell,
                          const std::string &base_name) {
     const double scale = std::sqrt(epsilon.intensity_scaling);
     OutputFile script = open_sim_script(base_name, result_texts);
@@ -68,8 +70,8 @@ void sim_coherent_output(const Sd &sd, const Tensor<complex> &amplitude, const C
             mb_fprintf(file, "%g\t%g\t%d\t%d\t%d\n", p.h, p.g, p.ix, p.iy, p.cal_flag);
         });
         write_reflections(sd, file, [&](std::size_t o, int p) {
-            const complex psi = amplitude[o][t][p];
-            mb_fprintf(file, "%g\t%g\n", psi.re * scale, psi.im * scale);
+            mb_fprintf(file, "%g\t%g\n", amplitude[o][2 * t][p] * scale,
+                       amplitude[o][2 * t + 1][p] * scale);
         });
         mb_fclose(file);
     }
@@ -81,11 +83,9 @@ void calc_coherent_cbed_pattern(Csd &csd, Sd &sd, const Probe &probe, const comp
     const TiltProblem problem = prepare_tilts(csd, sd, V, log);
     const Vector<complex> phase =
         calc_initial_phase(sd, probe, problem.geometry.lambda, csd.metric);
-    Tensor<complex> amplitude(sd.reflections.size(), sd.thicknesses.size(), sd.grid.num_pix);
-    const auto solve = [&](WorkCalInt &work, int p, complex *const *table) {
-        calc_intensity_ug_coherent(problem, sd.grid.kxy[p], phase[p], work, table);
-    };
-    calc_pattern(problem, amplitude, log, solve,
+    const PatternKind kind = {phase.data()};
+    Tensor<double> amplitude = alloc_pattern(sd, kind);
+    calc_pattern(problem, kind, amplitude, log,
                  [&] { sim_coherent_output(sd, amplitude, csd.cell, base_name); });
 }
 

@@ -1,56 +1,34 @@
-// The tilt loop of the CBED jobs, for intensities and for amplitudes.
+// The pattern of the two CBED jobs: every tilt of the grid solved, its values in their place.
 #pragma once
 
-#include "app/mb_mpi.hpp"
-#include "dynamics/mbfunc_check.hpp"
 #include "dynamics/mbfunc_intensity.hpp"
-#include "jobs/mb_sim_setup.hpp"
-#include "jobs/tilt_loop.hpp"
-#include "jobs/tilt_threads.hpp"
 #include "numeric/vecmat.hpp"
 
-#include <vector>
+#include <cstdio>
+#include <functional>
 
 namespace orvel {
 
-// Solves the tilts of the grid: solve_tilt(work, p, table) leaves the values of point p in
-// table[output reflection][thickness], from where they go to results[..][..][p]; points outside the
-// disk keep their zeros. Tells of results that are not finite after write() has written them all.
-// In the check mode of the beam selection neither is called.
-template <class T, class SolveTilt, class Write>
-void calc_pattern(const TiltProblem &problem, Tensor<T> &results, std::FILE *log,
-                  SolveTilt solve_tilt, Write write) {
-    const Sd &sd = problem.sd;
-    const std::size_t n_out = results.extent(0);
-    const std::size_t n_thick = results.extent(1);
-    const int threads = num_tilt_threads(sd.grid.num_pix_in);
-    std::vector<WorkCalInt> works =
-        alloc_works(threads, sd.beams.size(), static_cast<int>(n_out), static_cast<int>(n_thick));
-    std::vector<Matrix<T>> tables;
-    tables.reserve(threads);
-    for (int i = 0; i < threads; ++i) {
-        tables.emplace_back(n_out, n_thick);
-    }
-    mb_fprintf(stdout, "Intensity calculation\n");
-    if (dbg_sel_vg_on()) {
-        check_selections(problem, works.front());
-        return;
-    }
+// What a pattern holds of each output reflection, thickness and tilt.
+struct PatternKind {
+    const complex *phase = nullptr; // of the probe at each tilt; null: intensities are wanted
 
-    std::vector<char> finite(sd.grid.pix.size());
-    solve_tilts(sd.grid, works, [&](int slot, int p) {
-        Matrix<T> &table = tables[slot];
-        solve_tilt(works[slot], p, table.get());
-        finite[p] = all_finite(sd, table.get());
-        for (std::size_t o = 0; o < n_out; ++o) {
-            for (std::size_t k = 0; k < n_thick; ++k) {
-                results[o][k][p] = table[o][k];
-            }
-        }
-    });
-    mb_fprintf(stdout, "$$Intensity output\n");
-    write();
-    NonFiniteCount(sd.grid, finite).report(log);
-}
+    // Values of one reflection, thickness and tilt: the intensity times intensity_scaling, or real
+    // and imaginary part of the amplitude.
+    int components() const { return phase == nullptr ? 1 : 2; }
+};
+
+// Values of a pattern, [output reflection][thickness, component fastest][tilt point], zero.
+Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind);
+
+// Solves the tilts of the grid; points outside the disk keep their zeros. Tells of values that are
+// not finite after write() has written them all. In the check mode of the beam selection nothing is
+// solved or written.
+//
+// Every value is the same to the last bit for any number of threads: a tilt depends on its own
+// incidence only, except for a kept-branch count that stands from the tilt before (limited_branch).
+// A tilt that would take one over is solved again, in grid order, when all others are done.
+void calc_pattern(const TiltProblem &problem, PatternKind kind, Tensor<double> &values,
+                  std::FILE *log, const std::function<void()> &write);
 
 } // namespace orvel

@@ -51,7 +51,7 @@ inline bool is_finite(double x) {
     return std::isfinite(x);
 }
 inline bool is_finite(complex z) {
-    return std::isfinite(z.re) && std::isfinite(z.im);
+    return is_finite(z.re) && is_finite(z.im);
 }
 
 // True when the whole table [output beam][thickness] is finite.

@@ -3,7 +3,6 @@
 #include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
-#include "jobs/tilt_loop.hpp"
 
 #include <algorithm>
 #include <exception>
@@ -15,13 +14,12 @@ namespace orvel {
 
 namespace {
 
-// Stands for a kept-branch count that this tilt did not find.
-constexpr int count_not_found = -1;
-
 // What ends a thread in place of the run.
 struct ThreadEnding {
     int status;
 };
+
+} // namespace
 
 bool tilts_write() {
     for (const int flag :
@@ -34,52 +32,6 @@ bool tilts_write() {
     }
     return false;
 }
-
-std::vector<int> calculated_points(const TiltGrid &grid) {
-    std::vector<int> points;
-    for (int p = 0; p < grid.num_pix; ++p) {
-        if (grid.pix[p].cal_flag == 1) {
-            points.push_back(p);
-        }
-    }
-    return points;
-}
-
-void solve_side_by_side(const std::vector<int> &points, std::vector<WorkCalInt> &works,
-                        const std::function<void(int, int)> &solve) {
-    const int n = static_cast<int>(points.size());
-    const int threads = static_cast<int>(works.size());
-    std::vector<int> kept(points.size());
-    exec_time_forecast(-1, threads);
-    progress_indicator(0, n);
-    solve(0, points[0]);
-    kept[0] = works[0].n_kept;
-    exec_time_forecast(n, threads);
-
-    std::atomic<int> next = 1;
-    side_by_side(threads, [&](int slot, const std::atomic<bool> &stop) {
-        for (int i = next++; i < n && !stop; i = next++) {
-            if (slot == 0) {
-                progress_indicator(i, n);
-            }
-            works[slot].n_kept = count_not_found;
-            solve(slot, points[i]);
-            kept[i] = works[slot].n_kept;
-        }
-    });
-    for (int i = 1; i < n; ++i) {
-        if (kept[i] == count_not_found) {
-            chk_interrupt(i, n);
-            works[0].n_kept = kept[i - 1];
-            solve(0, points[i]);
-            kept[i] = works[0].n_kept;
-        }
-    }
-    progress_indicator(n - 1, n);
-    exec_time_forecast(0, threads);
-}
-
-} // namespace
 
 int num_tilt_threads(double tilts) {
     if (dbg.num_threads < 0) {
@@ -99,15 +51,6 @@ void warn_one_thread() {
         mb_fprintf(stdout, "$$ num_threads: dumps, checks and monitor lines need one tilt after "
                            "the other: 1 thread.\n");
     }
-}
-
-std::vector<WorkCalInt> alloc_works(int threads, int n_max, int n_out, int n_thick) {
-    std::vector<WorkCalInt> works;
-    works.reserve(static_cast<std::size_t>(threads));
-    for (int i = 0; i < threads; ++i) {
-        works.push_back(alloc_work_cal_int(n_max, n_out, n_thick));
-    }
-    return works;
 }
 
 void side_by_side(int threads, const std::function<void(int, const std::atomic<bool> &)> &body) {
@@ -150,13 +93,42 @@ void side_by_side(int threads, const std::function<void(int, const std::atomic<b
     }
 }
 
-void solve_tilts(const TiltGrid &grid, std::vector<WorkCalInt> &works,
-                 const std::function<void(int, int)> &solve) {
-    if (works.size() > 1) {
-        solve_side_by_side(calculated_points(grid), works, solve);
-    } else {
-        for_each_tilt(grid, [&](int p) { solve(0, p); });
+void solve_steps(const TiltSteps &steps, int threads, const std::function<void(int, int)> &solve) {
+    const int n = static_cast<int>(steps.before.size());
+    if (n == 0) {
+        return;
     }
+    std::atomic<int> next = 0;
+    const auto take = [&](int slot) {
+        const int step = next++;
+        if (step >= n) {
+            return false;
+        }
+        if (slot == 0) {
+            progress_indicator(steps.before[step], steps.tilts);
+        }
+        solve(slot, step);
+        return true;
+    };
+    if (steps.before[0] > 0) {
+        progress_indicator(0, steps.tilts); // the marks begin anew
+    }
+    exec_time_forecast(-1, threads);
+    take(0);
+    exec_time_forecast(n, threads);
+    if (threads == 1) {
+        while (take(0)) {
+        }
+    } else {
+        side_by_side(threads, [&](int slot, const std::atomic<bool> &stop) {
+            while (!stop && take(slot)) {
+            }
+        });
+    }
+    if (threads > 1 || steps.before.back() < steps.tilts - 1) {
+        progress_indicator(steps.tilts - 1, steps.tilts);
+    }
+    exec_time_forecast(0, threads);
 }
 
 } // namespace orvel

@@ -1,0 +1,148 @@
+#include "jobs/mb_sim_pattern.hpp"
+
+#include "app/mb_debug.hpp"
+#include "app/mb_mpi.hpp"
+#include "app/run_settings.hpp"
+#include "dynamics/mbfunc_check.hpp"
+#include "jobs/mb_sim_setup.hpp"
+#include "jobs/tilt_loop.hpp"
+#include "jobs/tilt_threads.hpp"
+
+#include <vector>
+
+namespace orvel {
+
+namespace {
+
+// Stands for a kept-branch count that this tilt did not find.
+constexpr int count_not_found = -1;
+
+// What one thread works with.
+struct PatternSlot {
+    WorkCalInt work;
+    Matrix<complex> amplitudes; // [output reflection][thickness]
+    Matrix<double> values;      // [output reflection][thickness, component fastest]
+};
+
+struct PatternRun {
+    const TiltProblem &problem;
+    PatternKind kind;
+    Tensor<double> &values;
+    std::vector<int> points;  // grid points that are calculated, in grid order
+    std::vector<int> kept;    // branches kept at each of these
+    std::vector<char> finite; // by grid point
+    std::vector<PatternSlot> slots;
+};
+
+std::vector<int> calculated_points(const TiltGrid &grid) {
+    std::vector<int> points;
+    for (int p = 0; p < grid.num_pix; ++p) {
+        if (grid.pix[p].cal_flag == 1) {
+            points.push_back(p);
+        }
+    }
+    return points;
+}
+
+std::vector<PatternSlot> alloc_slots(int threads, const Sd &sd, PatternKind kind) {
+    const int n_out = static_cast<int>(sd.reflections.size());
+    const int n_thick = static_cast<int>(sd.thicknesses.size());
+    std::vector<PatternSlot> slots;
+    slots.reserve(static_cast<std::size_t>(threads));
+    for (int i = 0; i < threads; ++i) {
+        slots.push_back(
+            {alloc_work_cal_int(sd.beams.size(), n_out, n_thick),
+             kind.phase == nullptr ? Matrix<complex>() : Matrix<complex>(n_out, n_thick),
+             Matrix<double>(n_out, n_thick * kind.components())});
+    }
+    return slots;
+}
+
+// One grid point by its own eigen-solution, to slot.values.
+void solve_point(const PatternRun &run, int p, PatternSlot &slot) {
+    const Sd &sd = run.problem.sd;
+    if (run.kind.phase == nullptr) {
+        calc_intensity_with_perturb_ug(run.problem, sd.grid.kxy[p], slot.work, slot.values.get());
+    } else {
+        calc_intensity_ug_coherent(run.problem, sd.grid.kxy[p], run.kind.phase[p], slot.work,
+                                   slot.amplitudes.get());
+    }
+    for (std::size_t o = 0; o < sd.reflections.size(); ++o) {
+        for (std::size_t k = 0; k < sd.thicknesses.size(); ++k) {
+            if (run.kind.phase == nullptr) {
+                slot.values[o][k] *= epsilon.intensity_scaling;
+            } else {
+                slot.values[o][2 * k] = slot.amplitudes[o][k].re;
+                slot.values[o][2 * k + 1] = slot.amplitudes[o][k].im;
+            }
+        }
+    }
+}
+
+// Puts the values of the i-th tilt in their place.
+void keep_tilt(PatternRun &run, int i, int kept, const double *const *values) {
+    const int p = run.points[i];
+    run.kept[i] = kept;
+    run.finite[p] = 1;
+    for (std::size_t o = 0; o < run.values.extent(0); ++o) {
+        for (std::size_t k = 0; k < run.values.extent(1); ++k) {
+            run.values[o][k][p] = values[o][k];
+            run.finite[p] = run.finite[p] != 0 && is_finite(values[o][k]) ? 1 : 0;
+        }
+    }
+}
+
+// Solves the i-th tilt. kept_before: the count that stands where it finds none.
+void solve_tilt_of(PatternRun &run, int i, int kept_before, PatternSlot &slot) {
+    slot.work.n_kept = kept_before;
+    solve_point(run, run.points[i], slot);
+    keep_tilt(run, i, slot.work.n_kept, slot.values.get());
+}
+
+void solve_pattern(PatternRun &run) {
+    const int n = static_cast<int>(run.points.size());
+    const bool in_order = run.slots.size() == 1;
+    TiltSteps steps;
+    steps.tilts = n;
+    for (int i = 0; i < n; ++i) {
+        steps.before.push_back(i);
+    }
+    solve_steps(steps, static_cast<int>(run.slots.size()), [&](int slot, int i) {
+        const int all = run.problem.sd.beams.size();
+        const int kept_before = i == 0 ? all : in_order ? run.kept[i - 1] : count_not_found;
+        solve_tilt_of(run, i, kept_before, run.slots[slot]);
+    });
+    for (int i = 1; i < n; ++i) {
+        if (run.kept[i] == count_not_found) {
+            chk_interrupt(i, n);
+            solve_tilt_of(run, i, run.kept[i - 1], run.slots.front());
+        }
+    }
+}
+
+} // namespace
+
+Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind) {
+    return {sd.reflections.size(), sd.thicknesses.size() * kind.components(),
+            static_cast<std::size_t>(sd.grid.num_pix)};
+}
+
+void calc_pattern(const TiltProblem &problem, PatternKind kind, Tensor<double> &values,
+                  std::FILE *log, const std::function<void()> &write) {
+    const Sd &sd = problem.sd;
+    PatternRun run{problem, kind, values, calculated_points(sd.grid), {}, {}, {}};
+    run.kept.assign(run.points.size(), count_not_found);
+    run.finite.resize(sd.grid.pix.size());
+    run.slots = alloc_slots(num_tilt_threads(sd.grid.num_pix_in), sd, kind);
+    mb_fprintf(stdout, "Intensity calculation\n");
+    if (dbg_sel_vg_on()) {
+        check_selections(problem, run.slots.front().work);
+        return;
+    }
+    solve_pattern(run);
+    mb_fprintf(stdout, "$$Intensity output\n");
+    write();
+    NonFiniteCount(sd.grid, run.finite).report(log);
+}
+
+} // namespace orvel
