@@ -10,7 +10,7 @@
 
 namespace orvel {
 
-// Debug flags and the number of threads: 0 off, 1 on unless noted. "Refinement only" and "nothing
+// Debug flags and how tilts are solved: 0 off, 1 on unless noted. "Refinement only" and "nothing
 // reads it": accepted in the file and kept, without effect on any job.
 struct DebugFlags {
     OutputFile stream;     // "%s.dbg"; open only while vg_sel_chk_flag is at work
@@ -40,6 +40,7 @@ struct DebugFlags {
     int print_bij_flag = 1;     // refinement only
     int chk_data_dump_flag = 0; // confirm each block keyword
     int num_threads = 1;        // tilts solved at a time, 0: as many as there are cores
+    int checkpoint_seconds = 0; // finished tilts are saved at such intervals; 0: never
 };
 
 // Tolerances and method switches.

@@ -52,6 +52,7 @@ constexpr Key<DebugFlags> ini_keys[] = {
     {"print_bij_flag", &DebugFlags::print_bij_flag},
     {"chk_data_dump_flag", &DebugFlags::chk_data_dump_flag},
     {"num_threads", &DebugFlags::num_threads},
+    {"checkpoint_seconds", &DebugFlags::checkpoint_seconds},
 };
 
 constexpr Key<EpsilonSettings> settings_keys[] = {

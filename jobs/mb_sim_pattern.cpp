@@ -5,17 +5,22 @@
 #include "app/run_settings.hpp"
 #include "dynamics/mbfunc_check.hpp"
 #include "jobs/mb_sim_setup.hpp"
+#include "jobs/tilt_checkpoint.hpp"
 #include "jobs/tilt_loop.hpp"
 #include "jobs/tilt_threads.hpp"
 
+#include <algorithm>
+#include <span>
+#include <string>
 #include <vector>
 
 namespace orvel {
 
 namespace {
 
-// Stands for a kept-branch count that this tilt did not find.
+// Stand for a kept-branch count: of a tilt that did not find its own, of one not yet solved.
 constexpr int count_not_found = -1;
+constexpr int not_solved = -2;
 
 // What one thread works with.
 struct PatternSlot {
@@ -32,6 +37,7 @@ struct PatternRun {
     std::vector<int> kept;    // branches kept at each of these
     std::vector<char> finite; // by grid point
     std::vector<PatternSlot> slots;
+    TiltCheckpoint checkpoint;
 };
 
 std::vector<int> calculated_points(const TiltGrid &grid) {
@@ -79,15 +85,17 @@ void solve_point(const PatternRun &run, int p, PatternSlot &slot) {
     }
 }
 
-// Puts the values of the i-th tilt in their place.
-void keep_tilt(PatternRun &run, int i, int kept, const double *const *values) {
+// Puts the values of the i-th tilt, [output reflection][thickness, component fastest], in their
+// place.
+void place_tilt(PatternRun &run, int i, int kept, std::span<const double> values) {
     const int p = run.points[i];
     run.kept[i] = kept;
-    run.finite[p] = 1;
+    run.finite[p] =
+        std::all_of(values.begin(), values.end(), [](double x) { return is_finite(x); }) ? 1 : 0;
+    const double *value = values.data();
     for (std::size_t o = 0; o < run.values.extent(0); ++o) {
         for (std::size_t k = 0; k < run.values.extent(1); ++k) {
-            run.values[o][k][p] = values[o][k];
-            run.finite[p] = run.finite[p] != 0 && is_finite(values[o][k]) ? 1 : 0;
+            run.values[o][k][p] = *value++;
         }
     }
 }
@@ -96,18 +104,84 @@ void keep_tilt(PatternRun &run, int i, int kept, const double *const *values) {
 void solve_tilt_of(PatternRun &run, int i, int kept_before, PatternSlot &slot) {
     slot.work.n_kept = kept_before;
     solve_point(run, run.points[i], slot);
-    keep_tilt(run, i, slot.work.n_kept, slot.values.get());
+    const std::size_t count = slot.values.rows() * slot.values.cols();
+    const std::span<const double> values(count > 0 ? slot.values[0] : nullptr, count);
+    place_tilt(run, i, slot.work.n_kept, values);
+    run.checkpoint.add(i, slot.work.n_kept, values, dbg.checkpoint_seconds);
+}
+
+// Of all that the values depend on.
+std::uint64_t fingerprint(const PatternRun &run) {
+    const TiltProblem &problem = run.problem;
+    const Sd &sd = problem.sd;
+    const auto n = static_cast<std::size_t>(sd.beams.size());
+    Fingerprint print;
+    if (n > 0) {
+        print.add(problem.V[0], n * n);
+    }
+    print.add(sd.beams.hkl);
+    print.add(sd.beams.num_exact_beam);
+    print.add(sd.beam_search);
+    print.add(sd.beam);
+    print.add(problem.geometry);
+    print.add(problem.abs_K);
+    print.add(problem.metric);
+    print.add(sd.grid.kxy);
+    print.add(run.points);
+    print.add(sd.reflections);
+    print.add(sd.thicknesses);
+    if (run.kind.phase != nullptr) {
+        print.add(run.kind.phase, sd.grid.kxy.size());
+    }
+    for (const double setting :
+         {epsilon.eigen_eps, epsilon.inv_eps, epsilon.intensity_scaling, epsilon.bc_accuracy}) {
+        print.add(setting);
+    }
+    for (const int setting : {epsilon.vg_select_flag, epsilon.eigmat_func, epsilon.invmat_func,
+                              epsilon.bc_invmat_func}) {
+        print.add(setting);
+    }
+    return print.value();
+}
+
+void open_checkpoint(PatternRun &run) {
+    if (dbg.checkpoint_seconds == 0) {
+        return;
+    }
+    if (dbg.checkpoint_seconds < 0) {
+        input_exit("$$ checkpoint_seconds = %d: 0 (never) or more are needed. Abort.",
+                   dbg.checkpoint_seconds);
+    }
+    const std::string path = dbg.base_name + "_checkpoint";
+    int found = 0;
+    run.checkpoint.open(path, fingerprint(run), static_cast<int>(run.points.size()),
+                        run.values.extent(0) * run.values.extent(1),
+                        [&](int i, int kept, std::span<const double> values) {
+                            found += run.kept[i] == not_solved ? 1 : 0;
+                            place_tilt(run, i, kept, values);
+                        });
+    if (found > 0) {
+        mb_fprintf(stdout, "$$ %d of %zu tilts are taken from the checkpoint %s.\n", found,
+                   run.points.size(), path.c_str());
+    }
 }
 
 void solve_pattern(PatternRun &run) {
     const int n = static_cast<int>(run.points.size());
     const bool in_order = run.slots.size() == 1;
+    std::vector<int> open; // the tilts that are left to solve
+    for (int i = 0; i < n; ++i) {
+        if (run.kept[i] == not_solved) {
+            open.push_back(i);
+        }
+    }
     TiltSteps steps;
     steps.tilts = n;
-    for (int i = 0; i < n; ++i) {
-        steps.before.push_back(i);
+    for (std::size_t step = 0; step < open.size(); ++step) {
+        steps.before.push_back(n - static_cast<int>(open.size() - step));
     }
-    solve_steps(steps, static_cast<int>(run.slots.size()), [&](int slot, int i) {
+    solve_steps(steps, static_cast<int>(run.slots.size()), [&](int slot, int step) {
+        const int i = open[step];
         const int all = run.problem.sd.beams.size();
         const int kept_before = i == 0 ? all : in_order ? run.kept[i - 1] : count_not_found;
         solve_tilt_of(run, i, kept_before, run.slots[slot]);
@@ -130,8 +204,8 @@ Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind) {
 void calc_pattern(const TiltProblem &problem, PatternKind kind, Tensor<double> &values,
                   std::FILE *log, const std::function<void()> &write) {
     const Sd &sd = problem.sd;
-    PatternRun run{problem, kind, values, calculated_points(sd.grid), {}, {}, {}};
-    run.kept.assign(run.points.size(), count_not_found);
+    PatternRun run{problem, kind, values, calculated_points(sd.grid), {}, {}, {}, {}};
+    run.kept.assign(run.points.size(), not_solved);
     run.finite.resize(sd.grid.pix.size());
     run.slots = alloc_slots(num_tilt_threads(sd.grid.num_pix_in), sd, kind);
     mb_fprintf(stdout, "Intensity calculation\n");
@@ -139,9 +213,11 @@ void calc_pattern(const TiltProblem &problem, PatternKind kind, Tensor<double> &
         check_selections(problem, run.slots.front().work);
         return;
     }
+    open_checkpoint(run);
     solve_pattern(run);
     mb_fprintf(stdout, "$$Intensity output\n");
     write();
+    run.checkpoint.remove();
     NonFiniteCount(sd.grid, run.finite).report(log);
 }
 

@@ -28,6 +28,9 @@ Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind);
 // Every value is the same to the last bit for any number of threads: a tilt depends on its own
 // incidence only, except for a kept-branch count that stands from the tilt before (limited_branch).
 // A tilt that would take one over is solved again, in grid order, when all others are done.
+//
+// With checkpoint_seconds the tilts are kept in "%s_checkpoint" until all is written; those of an
+// earlier run are taken from it.
 void calc_pattern(const TiltProblem &problem, PatternKind kind, Tensor<double> &values,
                   std::FILE *log, const std::function<void()> &write);
 

@@ -47,7 +47,9 @@ TEST(IniFile, SetsFlagsFromTheirSecondToken) {
                 {"process_mon_flag", &DebugFlags::process_mon_flag},
                 {"wg_xig_list_flag", &DebugFlags::wg_xig_list_flag},
                 {"print_bij_flag", &DebugFlags::print_bij_flag},
-                {"chk_data_dump_flag", &DebugFlags::chk_data_dump_flag}};
+                {"chk_data_dump_flag", &DebugFlags::chk_data_dump_flag},
+                {"num_threads", &DebugFlags::num_threads},
+                {"checkpoint_seconds", &DebugFlags::checkpoint_seconds}};
     std::string text;
     int value = 10;
     for (const auto &key : keys) {

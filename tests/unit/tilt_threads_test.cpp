@@ -2,8 +2,7 @@
 #include "jobs/tilt_threads.hpp"
 
 #include "app/mb_mpi.hpp"
-#include "support/conditions.hpp"
-#include "support/program.hpp"
+#include "support/pattern_runs.hpp"
 #include "support/run_end.hpp"
 
 #include <gtest/gtest.h>
@@ -13,27 +12,8 @@
 namespace orvel::test {
 namespace {
 
-ProgramRun run_threads(const std::string &parameters, const std::string &ini) {
-    return run_program({.files = {{"run.txt", parameters}, {"orvel.ini", ini + "INI_PARAM_END\n"}},
-                        .args = {"run.txt"}});
-}
-
 std::string threads_key(int threads) {
     return "num_threads " + std::to_string(threads) + "\n";
-}
-
-Conditions disk() {
-    return {.crystal = gaas.block(),
-            .settings = "",
-            .incidence = "1 1 0\n1 1 0\n0 0 2\n",
-            .tilt = "0.1\n0\n",
-            .grid = "2\n7\n0.5\n",
-            .beams = "2\n100 1.2 0 0\n0.01 0.03 1e6\n"};
-}
-
-std::string coherent(std::string cbed) {
-    cbed.replace(0, std::string("SIM_MODE").size(), "SIM_COHERENT_MODE");
-    return cbed + "COHERENT{\n1e7\n-400\n0.1 0.2 0.3\n}COHERENT\n";
 }
 
 TEST(TiltThreads, FilesAreTheSameForAnyNumber) {
@@ -42,20 +22,16 @@ TEST(TiltThreads, FilesAreTheSameForAnyNumber) {
     for (const char *settings :
          {"", "bc_accuracy 0.99\n", "bc_accuracy 0.9999999999999999\n", "eigmat_func 7\n"}) {
         for (const char *grid : {"2\n7\n0.5\n", "1\n3\n0.5\n"}) {
-            Conditions c = disk();
+            Conditions c = small_disk();
             c.settings = settings;
             c.grid = grid;
             const std::string cbed = c.cbed("0\n", "2\n150\n420\n");
             for (const std::string &parameters : {cbed, coherent(cbed)}) {
-                const ProgramRun one = run_threads(parameters, threads_key(1));
+                const ProgramRun one = run_with_keys(parameters, threads_key(1));
                 ASSERT_EQ(one.status, 0) << one.out;
                 for (const int threads : {2, 3, 8, 0}) {
-                    const ProgramRun run = run_threads(parameters, threads_key(threads));
-                    ASSERT_EQ(run.status, 0) << run.out;
-                    for (const char *name : {"run_rs0.txt", "run_rs1.txt", "run_kav.txt"}) {
-                        EXPECT_EQ(run.read(name), one.read(name))
-                            << settings << grid << threads << name;
-                    }
+                    const ProgramRun run = run_with_keys(parameters, threads_key(threads));
+                    expect_same_results(run, one, settings + threads_key(threads));
                     const auto warning = [](const ProgramRun &r) {
                         const std::size_t at = r.out.find("tilts gave results that are not");
                         return at == std::string::npos ? "" : r.out.substr(at - 20, 20);
@@ -69,20 +45,20 @@ TEST(TiltThreads, FilesAreTheSameForAnyNumber) {
 }
 
 TEST(TiltThreads, WhatTiltsWriteNeedsThemOneByOne) {
-    const std::string parameters = disk().cbed("0\n", "1\n150\n");
+    const std::string parameters = small_disk().cbed("0\n", "1\n150\n");
     const std::string told = "$$ num_threads: dumps, checks and monitor lines need one tilt after "
                              "the other: 1 thread.\n";
     for (const char *flag : {"process_mon_flag 1\n", "eigval_dump_flag 1\n", "bc_chk_flag 2\n",
                              "vg_sel_chk_flag 1\n"}) {
-        const std::string one = run_threads(parameters, flag).out;
-        const ProgramRun several = run_threads(parameters, flag + threads_key(3));
+        const std::string one = run_with_keys(parameters, flag).out;
+        const ProgramRun several = run_with_keys(parameters, flag + threads_key(3));
         EXPECT_EQ(several.status, 0);
         EXPECT_EQ(one.find(told), std::string::npos);
         const std::size_t at = several.out.find(told);
         ASSERT_NE(at, std::string::npos) << several.out;
         EXPECT_EQ(several.out.find(told, at + 1), std::string::npos);
     }
-    const ProgramRun negative = run_threads(parameters, threads_key(-2));
+    const ProgramRun negative = run_with_keys(parameters, threads_key(-2));
     EXPECT_EQ(negative.status, 1);
     EXPECT_NE(negative.out.find("$$ num_threads = -2: "), std::string::npos);
 }
