@@ -1,5 +1,7 @@
 #include "app/mb_mpi.hpp"
 
+#include "app/ranks.hpp"
+
 #include <cstdarg>
 #include <cstdlib>
 #include <filesystem>
@@ -185,6 +187,9 @@ void mb_fflush(std::FILE *stream) {
 }
 
 OutputFile open_output(const std::string &path, Writing writing) {
+    if (ranks().rank() != 0) {
+        return {std::fopen("/dev/null", "w"), path, {}};
+    }
     const std::filesystem::path target = follow_links(path);
     std::error_code ignored;
     const std::filesystem::file_type type = std::filesystem::status(target, ignored).type();

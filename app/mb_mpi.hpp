@@ -68,7 +68,8 @@ void mb_fflush(std::FILE *stream);
 enum class Writing { beside, in_place };
 
 // Opens a file for writing, truncating it; a link leads to its target. The stream is null on
-// failure, also where a file of an earlier run may not be written to.
+// failure, also where a file of an earlier run may not be written to. In a rank other than 0 what
+// is written goes nowhere.
 OutputFile open_output(const std::string &path, Writing writing);
 
 // Opens a file for writing. On failure: "$$ Cannot open %s. Abort.\n" on standard error, exit

@@ -2,6 +2,7 @@
 
 #include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
+#include "app/ranks.hpp"
 #include "app/run_settings.hpp"
 #include "app/settings_readers.hpp"
 #include "input/mb_input.hpp"
@@ -29,10 +30,11 @@ constexpr struct {
     const char *keyword;
     const char *title;
     JobDriver driver;
+    bool shared = false; // among ranks; rank 0 does the others alone
 } jobs[] = {
-    {"SIM_MODE", "##### Many-beam dynamical simulation #####\n", mb_simulation},
+    {"SIM_MODE", "##### Many-beam dynamical simulation #####\n", mb_simulation, true},
     {"SIM_COHERENT_MODE", "##### Many-beam dyn. sim. of coherent CBED patterns #####\n",
-     mb_sim_coherent},
+     mb_sim_coherent, true},
     {"DISPSURF_MODE", "##### Calculation of dispersion surface #####\n", mb_dispersion_surface},
     {"BLOCH_MODE", "##### Calculation of Bloch states #####\n", mb_bloch_state},
     {"TFRINGE_MODE", "##### Calculation of thickness fringes #####\n", mb_tfringe},
@@ -80,17 +82,21 @@ void chk_name_length(const std::string &name) {
     }
 }
 
+// As rank 0 was told it.
 std::string parameter_file_name(int argc, char **argv) {
+    if (ranks().rank() != 0) {
+        return ranks().share({});
+    }
     if (argc > 2) {
         mb_fprintf(stdout, "Usage: orvel parameter_file (with extension)\n");
         end_run(1);
     }
     if (argc == 2) {
-        return argv[1];
+        return ranks().share(argv[1]);
     }
     mb_fprintf(stdout, "Parameter file (with file extension) >>");
     mb_fflush(stdout);
-    return fget_1s(stdin, "the name of the parameter file", prompt_limit);
+    return ranks().share(fget_1s(stdin, "the name of the parameter file", prompt_limit));
 }
 
 std::string base_name_of(const std::string &param_file) {
@@ -137,7 +143,9 @@ void mb_job(const std::string &param_file, const std::string &base_name, std::FI
     for (const auto &job : jobs) {
         if (keyword == job.keyword) {
             mb_fprintf_stdo(log, "%s", job.title);
-            job.driver(stream, log, base_name);
+            if (job.shared || ranks().rank() == 0) {
+                job.driver(stream, log, base_name);
+            }
             return;
         }
     }

@@ -2,11 +2,13 @@
 
 #include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
+#include "app/ranks.hpp"
 #include "app/run_settings.hpp"
 #include "dynamics/mbfunc_check.hpp"
 #include "jobs/mb_sim_setup.hpp"
 #include "jobs/tilt_checkpoint.hpp"
 #include "jobs/tilt_loop.hpp"
+#include "jobs/tilt_ranks.hpp"
 #include "jobs/tilt_threads.hpp"
 
 #include <algorithm>
@@ -38,6 +40,7 @@ struct PatternRun {
     std::vector<char> finite; // by grid point
     std::vector<PatternSlot> slots;
     TiltCheckpoint checkpoint;
+    TiltRanks ranks;
 };
 
 std::vector<int> calculated_points(const TiltGrid &grid) {
@@ -85,8 +88,7 @@ void solve_point(const PatternRun &run, int p, PatternSlot &slot) {
     }
 }
 
-// Puts the values of the i-th tilt, [output reflection][thickness, component fastest], in their
-// place.
+// The values of the i-th tilt, [output reflection][thickness, component fastest], in their place.
 void place_tilt(PatternRun &run, int i, int kept, std::span<const double> values) {
     const int p = run.points[i];
     run.kept[i] = kept;
@@ -100,14 +102,23 @@ void place_tilt(PatternRun &run, int i, int kept, std::span<const double> values
     }
 }
 
+// A solved tilt comes to rank 0, its place and its checkpoint.
+void keep_tilt(PatternRun &run, int i, int kept, std::span<const double> values) {
+    place_tilt(run, i, kept, values);
+    run.checkpoint.add(i, kept, values, dbg.checkpoint_seconds);
+}
+
 // Solves the i-th tilt. kept_before: the count that stands where it finds none.
 void solve_tilt_of(PatternRun &run, int i, int kept_before, PatternSlot &slot) {
     slot.work.n_kept = kept_before;
     solve_point(run, run.points[i], slot);
     const std::size_t count = slot.values.rows() * slot.values.cols();
     const std::span<const double> values(count > 0 ? slot.values[0] : nullptr, count);
-    place_tilt(run, i, slot.work.n_kept, values);
-    run.checkpoint.add(i, slot.work.n_kept, values, dbg.checkpoint_seconds);
+    if (ranks().rank() == 0) {
+        keep_tilt(run, i, slot.work.n_kept, values);
+    } else {
+        run.ranks.give(i, slot.work.n_kept, values);
+    }
 }
 
 // Of all that the values depend on.
@@ -166,26 +177,50 @@ void open_checkpoint(PatternRun &run) {
     }
 }
 
-void solve_pattern(PatternRun &run) {
-    const int n = static_cast<int>(run.points.size());
-    const bool in_order = run.slots.size() == 1;
-    std::vector<int> open; // the tilts that are left to solve
-    for (int i = 0; i < n; ++i) {
+// The tilts that are left to solve. The checkpoint is rank 0's.
+std::vector<int> open_tilts(PatternRun &run) {
+    if (ranks().rank() == 0) {
+        open_checkpoint(run);
+    }
+    std::vector<int> open;
+    for (int i = 0; i < static_cast<int>(run.points.size()); ++i) {
         if (run.kept[i] == not_solved) {
             open.push_back(i);
         }
     }
+    return open;
+}
+
+void solve_pattern(PatternRun &run) {
+    const int n = static_cast<int>(run.points.size());
+    const std::vector<int> open = open_tilts(run);
+    const std::vector<int> share = run.ranks.share_out(open, !tilts_write());
+    const bool in_order = run.slots.size() == 1 && run.ranks.count() == 1;
     TiltSteps steps;
     steps.tilts = n;
-    for (std::size_t step = 0; step < open.size(); ++step) {
-        steps.before.push_back(n - static_cast<int>(open.size() - step));
+    steps.ranks = run.ranks.count();
+    for (std::size_t step = 0; step < share.size(); ++step) {
+        const int left = static_cast<int>(open.size()) - static_cast<int>(step) * steps.ranks;
+        steps.before.push_back(n - left);
     }
-    solve_steps(steps, static_cast<int>(run.slots.size()), [&](int slot, int step) {
-        const int i = open[step];
+    const TiltRanks::Take take = [&](int i, int kept, std::span<const double> values) {
+        keep_tilt(run, i, kept, values);
+    };
+    const auto solve = [&](int slot, int step) {
+        const int i = share[step];
         const int all = run.problem.sd.beams.size();
         const int kept_before = i == 0 ? all : in_order ? run.kept[i - 1] : count_not_found;
         solve_tilt_of(run, i, kept_before, run.slots[slot]);
-    });
+        if (slot == 0) {
+            run.ranks.exchange(take);
+        }
+    };
+    solve_steps(steps, static_cast<int>(run.slots.size()), solve, [&] { run.ranks.gather(take); });
+}
+
+// Rank 0 has all tilts: those that take over the count of the tilt before can be solved.
+void solve_again(PatternRun &run) {
+    const int n = static_cast<int>(run.points.size());
     for (int i = 1; i < n; ++i) {
         if (run.kept[i] == count_not_found) {
             chk_interrupt(i, n);
@@ -197,6 +232,9 @@ void solve_pattern(PatternRun &run) {
 } // namespace
 
 Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind) {
+    if (ranks().rank() != 0) {
+        return {};
+    }
     return {sd.reflections.size(), sd.thicknesses.size() * kind.components(),
             static_cast<std::size_t>(sd.grid.num_pix)};
 }
@@ -204,17 +242,25 @@ Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind) {
 void calc_pattern(const TiltProblem &problem, PatternKind kind, Tensor<double> &values,
                   std::FILE *log, const std::function<void()> &write) {
     const Sd &sd = problem.sd;
-    PatternRun run{problem, kind, values, calculated_points(sd.grid), {}, {}, {}, {}};
+    PatternRun run{problem, kind, values, calculated_points(sd.grid), {}, {}, {}, {}, {}};
     run.kept.assign(run.points.size(), not_solved);
     run.finite.resize(sd.grid.pix.size());
     run.slots = alloc_slots(num_tilt_threads(sd.grid.num_pix_in), sd, kind);
     mb_fprintf(stdout, "Intensity calculation\n");
     if (dbg_sel_vg_on()) {
-        check_selections(problem, run.slots.front().work);
+        if (ranks().rank() == 0) {
+            check_selections(problem, run.slots.front().work);
+        }
         return;
     }
-    open_checkpoint(run);
+    if (ranks().size() > 1) {
+        mb_fprintf(stdout, "$$ The tilts are shared among %d ranks.\n", ranks().size());
+    }
     solve_pattern(run);
+    if (ranks().rank() != 0) {
+        return;
+    }
+    solve_again(run);
     mb_fprintf(stdout, "$$Intensity output\n");
     write();
     run.checkpoint.remove();

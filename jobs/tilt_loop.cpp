@@ -1,6 +1,7 @@
 #include "jobs/tilt_loop.hpp"
 
 #include "app/mb_mpi.hpp"
+#include "app/ranks.hpp"
 #include "app/run_settings.hpp"
 #include "jobs/tilt_threads.hpp"
 
@@ -11,8 +12,9 @@ void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order) {
     const double num_thick = static_cast<double>(sd.thicknesses.size());
     const double side = sd.grid.num_cal_pix_side;
     const double tilts = sd.grid.calc_type == 0 ? 1.0 : sd.grid.calc_type == 1 ? side : side * side;
-    const double results =
-        result_bytes * static_cast<double>(sd.reflections.size()) * num_thick * tilts;
+    // Results come together in rank 0.
+    const double results = (ranks().rank() == 0 ? result_bytes : 0.0) *
+                           static_cast<double>(sd.reflections.size()) * num_thick * tilts;
     const double points = (sizeof(RealHkl) + sizeof(TiltPoint)) * tilts;
     const double table = result_bytes * static_cast<double>(sd.reflections.size()) * num_thick;
     const double work = work_cal_int_bytes(sd.beams.size(), static_cast<int>(num_thick)) + table;

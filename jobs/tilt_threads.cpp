@@ -2,6 +2,7 @@
 
 #include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
+#include "app/ranks.hpp"
 #include "app/run_settings.hpp"
 
 #include <algorithm>
@@ -51,6 +52,10 @@ void warn_one_thread() {
         mb_fprintf(stdout, "$$ num_threads: dumps, checks and monitor lines need one tilt after "
                            "the other: 1 thread.\n");
     }
+    if (ranks().size() > 1 && tilts_write()) {
+        mb_fprintf(stdout, "$$ Dumps, checks and monitor lines need one tilt after the other: "
+                           "rank 0 solves them all.\n");
+    }
 }
 
 void side_by_side(int threads, const std::function<void(int, const std::atomic<bool> &)> &body) {
@@ -93,7 +98,9 @@ void side_by_side(int threads, const std::function<void(int, const std::atomic<b
     }
 }
 
-void solve_steps(const TiltSteps &steps, int threads, const std::function<void(int, int)> &solve) {
+void solve_steps(const TiltSteps &steps, int threads, const std::function<void(int, int)> &solve,
+                 const std::function<void()> &gather) {
+    const int processors = threads * steps.ranks;
     const int n = static_cast<int>(steps.before.size());
     if (n == 0) {
         return;
@@ -113,9 +120,9 @@ void solve_steps(const TiltSteps &steps, int threads, const std::function<void(i
     if (steps.before[0] > 0) {
         progress_indicator(0, steps.tilts); // the marks begin anew
     }
-    exec_time_forecast(-1, threads);
+    exec_time_forecast(-1, processors);
     take(0);
-    exec_time_forecast(n, threads);
+    exec_time_forecast(n * steps.ranks, processors);
     if (threads == 1) {
         while (take(0)) {
         }
@@ -125,10 +132,11 @@ void solve_steps(const TiltSteps &steps, int threads, const std::function<void(i
             }
         });
     }
-    if (threads > 1 || steps.before.back() < steps.tilts - 1) {
+    gather();
+    if (processors > 1 || steps.before.back() < steps.tilts - 1) {
         progress_indicator(steps.tilts - 1, steps.tilts);
     }
-    exec_time_forecast(0, threads);
+    exec_time_forecast(0, processors);
 }
 
 } // namespace orvel

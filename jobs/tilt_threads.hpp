@@ -16,7 +16,7 @@ int num_tilt_threads(double tilts);
 // the other, each by its own eigen-solution.
 bool tilts_write();
 
-// Tells, before the run, of threads that were asked for and cannot be used.
+// Tells, before the run, of threads and ranks that were asked for and cannot be used.
 void warn_one_thread();
 
 // Calls body(slot, stop) for slot 0..threads-1 at the same time, slot 0 in the calling thread, and
@@ -29,10 +29,12 @@ void side_by_side(int threads, const std::function<void(int, const std::atomic<b
 struct TiltSteps {
     std::vector<int> before; // tilts of the pattern that are done, or begun, before each step
     int tilts = 0;           // of the whole pattern
+    int ranks = 1;           // that do as many steps each
 };
 
 // Calls solve(slot, step) for every step, with one thread in their order. Progress marks in tilts;
-// a forecast after the first step, which is done alone.
-void solve_steps(const TiltSteps &steps, int threads, const std::function<void(int, int)> &solve);
+// a forecast after the first step, which is done alone. gather() waits for other ranks.
+void solve_steps(const TiltSteps &steps, int threads, const std::function<void(int, int)> &solve,
+                 const std::function<void()> &gather);
 
 } // namespace orvel

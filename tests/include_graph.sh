@@ -7,7 +7,7 @@ cd "${1:-$(dirname "$0")/..}"
 # Floors from the ground up. The files of app/ listed here are its ground floor; the rest is roof.
 floor_of() {
     case "$1" in
-    app/mb_mpi.* | app/run_settings.*) echo 0 ;;
+    app/mb_mpi.* | app/ranks.* | app/run_settings.*) echo 0 ;;
     app/mb_debug.*) echo 1 ;;
     numeric/*) echo 1 ;;
     input/*) echo 2 ;;

@@ -1,0 +1,43 @@
+// The processes that share one run. orvel is a single one; orvel_mpi puts MPI in its place.
+//
+// Every rank reads the input and makes the same problem of it. Rank 0 speaks and writes: what the
+// others say is kept back and their files go nowhere, unless one of them cannot go on, which rank 0
+// then tells.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace orvel {
+
+// A single process.
+class Ranks {
+public:
+    Ranks() = default;
+    virtual ~Ranks() = default;
+    Ranks(const Ranks &) = delete;
+    Ranks &operator=(const Ranks &) = delete;
+
+    virtual int rank() const { return 0; }
+    virtual int size() const { return 1; }
+    // The text of rank 0, in every rank.
+    virtual std::string share(const std::string &text) { return text; }
+    // Rank 0 to another, and what that one waits for.
+    virtual void assign(int, std::span<const int>) {}
+    virtual std::vector<int> assigned() { return {}; }
+    // Another rank to rank 0. Returns before it has arrived, unless many are still on their way.
+    virtual void send(std::vector<double>) {}
+    // Waits until all that was sent has arrived.
+    virtual void flush() {}
+    // Rank 0: takes the next message that has arrived; false when there is none. A rank that could
+    // not go on ends the run, with its message.
+    virtual bool receive(std::vector<double> &) { return false; }
+};
+
+// Those of this run.
+Ranks &ranks();
+// Puts others in their place; null restores the single process.
+void set_ranks(Ranks *others);
+
+} // namespace orvel

@@ -1,0 +1,8 @@
+#include "app/orvel.hpp"
+#include "mpi/mpi_ranks.hpp"
+
+int main(int argc, char **argv) {
+    orvel::MpiRanks ranks(&argc, &argv);
+    orvel::set_ranks(&ranks);
+    return orvel::run_orvel(argc, argv);
+}

@@ -1,0 +1,179 @@
+#include "mpi/mpi_ranks.hpp"
+
+#include "app/mb_mpi.hpp"
+
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace orvel {
+
+namespace {
+
+enum Tag { assignment, result, last_words, farewell };
+
+// Messages of a rank that may be on their way at a time.
+constexpr std::size_t most_sending = 64;
+
+// Standard output and error to one nameless file.
+void keep_back_streams() {
+    std::FILE *file = std::tmpfile();
+    if (file != nullptr) {
+        dup2(fileno(file), STDOUT_FILENO);
+        dup2(fileno(file), STDERR_FILENO);
+        std::fclose(file);
+    } else if (std::freopen("/dev/null", "w", stdout) == nullptr) {
+        std::fclose(stdout);
+    }
+}
+
+// The last line that was kept back.
+std::string last_line() {
+    constexpr off_t most = 1000;
+    std::fflush(stdout);
+    const off_t end = lseek(STDOUT_FILENO, 0, SEEK_END);
+    const off_t start = end > most ? end - most : 0;
+    std::string text(end > start ? static_cast<std::size_t>(end - start) : 0, '\0');
+    const ssize_t count = pread(STDOUT_FILENO, text.data(), text.size(), start);
+    text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    while (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    return text.substr(text.rfind('\n') + 1);
+}
+
+MpiRanks *mpi = nullptr;
+
+} // namespace
+
+MpiRanks::MpiRanks(int *argc, char ***argv) {
+    int provided = 0;
+    MPI_Init_thread(argc, argv, MPI_THREAD_FUNNELED, &provided);
+    MPI_Comm_rank(MPI_COMM_WORLD, &rank_);
+    MPI_Comm_size(MPI_COMM_WORLD, &size_);
+    mpi = this;
+    set_run_ending([](int status) { mpi->end(status); });
+    if (rank_ != 0) {
+        keep_back_streams();
+    }
+}
+
+MpiRanks::~MpiRanks() {
+    finalize();
+}
+
+// A rank that could not go on waits for its words to be heard, so rank 0 hears all ranks first.
+void MpiRanks::finalize() {
+    wait_for_sent(0);
+    if (rank_ != 0) {
+        MPI_Send(nullptr, 0, MPI_INT, 0, farewell, MPI_COMM_WORLD);
+    }
+    for (int heard = 1; rank_ == 0 && heard < size_; ++heard) {
+        MPI_Status status;
+        MPI_Probe(MPI_ANY_SOURCE, MPI_ANY_TAG, MPI_COMM_WORLD, &status);
+        chk_last_words();
+        MPI_Recv(nullptr, 0, MPI_INT, status.MPI_SOURCE, farewell, MPI_COMM_WORLD,
+                 MPI_STATUS_IGNORE);
+    }
+    MPI_Finalize();
+}
+
+std::string MpiRanks::share(const std::string &text) {
+    int length = static_cast<int>(text.size());
+    MPI_Bcast(&length, 1, MPI_INT, 0, MPI_COMM_WORLD);
+    std::string shared = text;
+    shared.resize(static_cast<std::size_t>(length));
+    MPI_Bcast(shared.data(), length, MPI_CHAR, 0, MPI_COMM_WORLD);
+    return shared;
+}
+
+void MpiRanks::assign(int to, std::span<const int> numbers) {
+    MPI_Send(numbers.data(), static_cast<int>(numbers.size()), MPI_INT, to, assignment,
+             MPI_COMM_WORLD);
+}
+
+std::vector<int> MpiRanks::assigned() {
+    MPI_Status status;
+    MPI_Probe(0, assignment, MPI_COMM_WORLD, &status);
+    int count = 0;
+    MPI_Get_count(&status, MPI_INT, &count);
+    std::vector<int> numbers(static_cast<std::size_t>(count));
+    MPI_Recv(numbers.data(), count, MPI_INT, 0, assignment, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
+    return numbers;
+}
+
+void MpiRanks::wait_for_sent(std::size_t left) {
+    while (!sending_.empty()) {
+        int arrived = 1;
+        if (sending_.size() > left) {
+            MPI_Wait(&sending_.front().request, MPI_STATUS_IGNORE);
+        } else {
+            MPI_Test(&sending_.front().request, &arrived, MPI_STATUS_IGNORE);
+        }
+        if (arrived == 0) {
+            return;
+        }
+        sending_.pop_front();
+    }
+}
+
+void MpiRanks::send(std::vector<double> message) {
+    wait_for_sent(most_sending - 1);
+    Sending &s = sending_.emplace_back();
+    s.message = std::move(message);
+    MPI_Isend(s.message.data(), static_cast<int>(s.message.size()), MPI_DOUBLE, 0, result,
+              MPI_COMM_WORLD, &s.request);
+}
+
+void MpiRanks::flush() {
+    wait_for_sent(0);
+}
+
+void MpiRanks::chk_last_words() {
+    int there = 0;
+    MPI_Status status;
+    MPI_Iprobe(MPI_ANY_SOURCE, last_words, MPI_COMM_WORLD, &there, &status);
+    if (there != 0) {
+        int count = 0;
+        MPI_Get_count(&status, MPI_CHAR, &count);
+        std::string words(static_cast<std::size_t>(count), '\0');
+        MPI_Recv(words.data(), count, MPI_CHAR, status.MPI_SOURCE, last_words, MPI_COMM_WORLD,
+                 MPI_STATUS_IGNORE);
+        input_exit("\n$$ Rank %d: %s", status.MPI_SOURCE, words.c_str());
+    }
+}
+
+bool MpiRanks::receive(std::vector<double> &message) {
+    chk_last_words();
+    int there = 0;
+    MPI_Status status;
+    MPI_Iprobe(MPI_ANY_SOURCE, result, MPI_COMM_WORLD, &there, &status);
+    if (there == 0) {
+        return false;
+    }
+    int count = 0;
+    MPI_Get_count(&status, MPI_DOUBLE, &count);
+    message.resize(static_cast<std::size_t>(count));
+    MPI_Recv(message.data(), count, MPI_DOUBLE, status.MPI_SOURCE, result, MPI_COMM_WORLD,
+             MPI_STATUS_IGNORE);
+    return true;
+}
+
+void MpiRanks::end(int status) {
+    if (status == 0) { // every rank comes here
+        finalize();
+        std::exit(0);
+    }
+    if (rank_ == 0) {
+        std::fflush(nullptr);
+        MPI_Abort(MPI_COMM_WORLD, status);
+        std::abort();
+    }
+    const std::string words = last_line();
+    MPI_Send(words.data(), static_cast<int>(words.size()), MPI_CHAR, 0, last_words, MPI_COMM_WORLD);
+    for (;;) {
+        pause();
+    }
+}
+
+} // namespace orvel

@@ -1,0 +1,72 @@
+#!/bin/sh
+# Patterns whose tilts are shared among ranks: the same files as one process writes, one message
+# when a rank cannot go on, and no result when one dies.
+# ranks.sh ORVEL ORVEL_MPI MPIEXEC EXAMPLES DATA
+set -eu
+orvel=$1 orvel_mpi=$2 mpiexec=$3 examples=$4
+export ORVEL_DATA="$5"
+# More ranks than processors, as root too; leaks of the MPI library are its own.
+export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 OMPI_MCA_rmaps_base_oversubscribe=1
+export ASAN_OPTIONS=detect_leaks=0
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() {
+    echo "$*"
+    cat "$work/out"
+    exit 1
+}
+run() { # FOLDER RANKS FILE
+    (cd "$1" && timeout 300 "$mpiexec" -n "$2" "$orvel_mpi" "$3" </dev/null >../out 2>&1)
+}
+
+# The last accuracy lies within the rounding of the sums: some tilts keep the count of branches of
+# the tilt before, which another rank has solved.
+while read -r example accuracy; do
+    name=$(basename "$example")
+    mkdir "$work/one" "$work/ranks"
+    sed "/^EPS_CONTROL_PARAMETERS{/a bc_accuracy $accuracy" "$examples/$example.dat" \
+        >"$work/one/$name.dat"
+    cp "$work/one/$name.dat" "$work/ranks"
+    (cd "$work/one" && "$orvel" "$name.dat" >../out) || fail "orvel $name"
+    for ranks in 1 2 3; do
+        printf 'num_threads %d\ncheckpoint_seconds 60\nINI_PARAM_END\n' $((3 - ranks / 2)) \
+            >"$work/ranks/orvel.ini"
+        run "$work/ranks" $ranks "$name.dat" || fail "$name on $ranks ranks: status $?"
+        rm "$work/ranks/orvel.ini"
+        diff -r "$work/one" "$work/ranks" || fail "$name on $ranks ranks differs"
+        find "$work/ranks" -name "${name}_*" -exec rm {} +
+    done
+    rm -r "$work/one" "$work/ranks"
+done <<END
+gaas110_cbed/gaas110 1
+si_coherent/si_probe1 1
+gaas110_cbed/gaas110 0.9999999999999999
+END
+
+# A job that is not shared, and the name from standard input.
+mkdir "$work/ranks"
+cp "$examples/si_fringes/si220.dat" "$work/ranks"
+(cd "$work/ranks" && echo si220.dat | "$mpiexec" -n 2 "$orvel_mpi" >../out 2>&1) || fail "prompt"
+grep -q "See you again" "$work/out" || fail "no end of the fringes"
+
+# Every rank meets the same fault; only the second one has no tables; the second one is killed.
+run "$work/ranks" 3 nothing.dat && fail "no parameter file, and no error"
+[ "$(grep -c 'Cannot open nothing.dat' "$work/out")" -eq 1 ] || fail "told more than once, or never"
+cp "$examples/gaas110_cbed/gaas110.dat" "$work/ranks"
+cat >"$work/ranks/second_rank.sh" <<'END'
+#!/bin/sh
+case "$1${PMI_RANK:-}${OMPI_COMM_WORLD_RANK:-}" in
+tables1) export ORVEL_DATA=/nonexistent ;;
+kill1) (sleep 1; kill -9 $$) & ;;
+esac
+exec "$2" gaas110.dat
+END
+for fault in tables kill; do
+    # Of the second fault the tilts are many enough that it comes before their end.
+    [ $fault = tables ] || sed -i 's/^31$/1201/' "$work/ranks/gaas110.dat"
+    (cd "$work/ranks" && timeout 300 "$mpiexec" -n 2 sh second_rank.sh $fault "$orvel_mpi" \
+        </dev/null >../out 2>&1) && fail "$fault: no error"
+    [ ! -e "$work/ranks/gaas110_rs0.txt" ] || fail "$fault: a result"
+done
+exit 0
