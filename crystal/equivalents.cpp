@@ -52,6 +52,8 @@ bool maps_onto_itself(const SymOp &op, const std::vector<SymOp> &ops) {
     });
 }
 
+} // namespace
+
 bool keeps_lengths(const SymOp &op, const Metric &metric) {
     for (const Hkl &a : axes) {
         for (const Hkl &b : axes) {
@@ -67,8 +69,6 @@ bool keeps_lengths(const SymOp &op, const Metric &metric) {
     }
     return true;
 }
-
-} // namespace
 
 Equivalents exact_equivalents(const Csd &csd) {
     Equivalents equivalents;

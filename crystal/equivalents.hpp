@@ -7,6 +7,10 @@
 
 namespace orvel {
 
+// True when the rotation leaves all products of reciprocal base vectors as they are, to 1e-12: a
+// cell need not have the symmetry of its space group.
+bool keeps_lengths(const SymOp &op, const Metric &metric);
+
 // The operations of a crystal by which structure factors of equivalents follow from one another to
 // rounding: F(h R) = F(h) exp(+2 pi i h.t). That holds for an operation (R, t) which maps the set
 // of all operations onto itself and keeps the lengths of reflections. Rhombohedral centring, whose
