@@ -41,6 +41,7 @@ struct DebugFlags {
     int chk_data_dump_flag = 0; // confirm each block keyword
     int num_threads = 1;        // tilts solved at a time, 0: as many as there are cores
     int checkpoint_seconds = 0; // finished tilts are saved at such intervals; 0: never
+    int tilt_symmetry_flag = 0; // solve one of the tilts that the crystal makes equal
 };
 
 // Tolerances and method switches.

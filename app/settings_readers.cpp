@@ -53,6 +53,7 @@ constexpr Key<DebugFlags> ini_keys[] = {
     {"chk_data_dump_flag", &DebugFlags::chk_data_dump_flag},
     {"num_threads", &DebugFlags::num_threads},
     {"checkpoint_seconds", &DebugFlags::checkpoint_seconds},
+    {"tilt_symmetry_flag", &DebugFlags::tilt_symmetry_flag},
 };
 
 constexpr Key<EpsilonSettings> settings_keys[] = {

@@ -142,7 +142,7 @@ void bench_threads(int n, int threads) {
     const auto pattern = [&](int number) {
         Tensor<double> values = alloc_pattern(tilts.sd, {});
         dbg.num_threads = number;
-        calc_pattern(problem, {}, values, stdout, [] {});
+        calc_pattern(problem, tilts.csd.group.ops, {}, values, stdout, [] {});
     };
     const auto nothing = [] {};
     const std::vector<double> t =

@@ -53,7 +53,8 @@ void calc_cbed_pattern(Csd &csd, Sd &sd, const complex *const *V, const std::str
                        std::FILE *log) {
     const TiltProblem problem = prepare_tilts(csd, sd, V, log);
     sd.intensity = alloc_pattern(sd, {});
-    calc_pattern(problem, {}, sd.intensity, log, [&] { sim_output(sd, csd.cell, base_name); });
+    calc_pattern(problem, csd.group.ops, {}, sd.intensity, log,
+                 [&] { sim_output(sd, csd.cell, base_name); });
 }
 
 } // namespace

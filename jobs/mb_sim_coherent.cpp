@@ -85,7 +85,7 @@ void calc_coherent_cbed_pattern(Csd &csd, Sd &sd, const Probe &probe, const comp
         calc_initial_phase(sd, probe, problem.geometry.lambda, csd.metric);
     const PatternKind kind = {phase.data()};
     Tensor<double> amplitude = alloc_pattern(sd, kind);
-    calc_pattern(problem, kind, amplitude, log,
+    calc_pattern(problem, csd.group.ops, kind, amplitude, log,
                  [&] { sim_coherent_output(sd, amplitude, csd.cell, base_name); });
 }
 

@@ -20,78 +20,28 @@ namespace orvel {
 
 namespace {
 
-// Stand for a kept-branch count: of a tilt that did not find its own, of one not yet solved.
-constexpr int count_not_found = -1;
+// Stands for the count of kept branches of a tilt that is not solved yet.
 constexpr int not_solved = -2;
-
-// What one thread works with.
-struct PatternSlot {
-    WorkCalInt work;
-    Matrix<complex> amplitudes; // [output reflection][thickness]
-    Matrix<double> values;      // [output reflection][thickness, component fastest]
-};
 
 struct PatternRun {
     const TiltProblem &problem;
     PatternKind kind;
     Tensor<double> &values;
-    std::vector<int> points;  // grid points that are calculated, in grid order
-    std::vector<int> kept;    // branches kept at each of these
+    PatternSolver solver;
+    std::vector<int> kept;    // branches, by grid point
     std::vector<char> finite; // by grid point
     std::vector<PatternSlot> slots;
     TiltCheckpoint checkpoint;
     TiltRanks ranks;
 };
 
-std::vector<int> calculated_points(const TiltGrid &grid) {
-    std::vector<int> points;
-    for (int p = 0; p < grid.num_pix; ++p) {
-        if (grid.pix[p].cal_flag == 1) {
-            points.push_back(p);
-        }
-    }
-    return points;
+int num_tilts(const TiltOrbit &orbit) {
+    return 1 + static_cast<int>(orbit.others.size());
 }
 
-std::vector<PatternSlot> alloc_slots(int threads, const Sd &sd, PatternKind kind) {
-    const int n_out = static_cast<int>(sd.reflections.size());
-    const int n_thick = static_cast<int>(sd.thicknesses.size());
-    std::vector<PatternSlot> slots;
-    slots.reserve(static_cast<std::size_t>(threads));
-    for (int i = 0; i < threads; ++i) {
-        slots.push_back(
-            {alloc_work_cal_int(sd.beams.size(), n_out, n_thick),
-             kind.phase == nullptr ? Matrix<complex>() : Matrix<complex>(n_out, n_thick),
-             Matrix<double>(n_out, n_thick * kind.components())});
-    }
-    return slots;
-}
-
-// One grid point by its own eigen-solution, to slot.values.
-void solve_point(const PatternRun &run, int p, PatternSlot &slot) {
-    const Sd &sd = run.problem.sd;
-    if (run.kind.phase == nullptr) {
-        calc_intensity_with_perturb_ug(run.problem, sd.grid.kxy[p], slot.work, slot.values.get());
-    } else {
-        calc_intensity_ug_coherent(run.problem, sd.grid.kxy[p], run.kind.phase[p], slot.work,
-                                   slot.amplitudes.get());
-    }
-    for (std::size_t o = 0; o < sd.reflections.size(); ++o) {
-        for (std::size_t k = 0; k < sd.thicknesses.size(); ++k) {
-            if (run.kind.phase == nullptr) {
-                slot.values[o][k] *= epsilon.intensity_scaling;
-            } else {
-                slot.values[o][2 * k] = slot.amplitudes[o][k].re;
-                slot.values[o][2 * k + 1] = slot.amplitudes[o][k].im;
-            }
-        }
-    }
-}
-
-// The values of the i-th tilt, [output reflection][thickness, component fastest], in their place.
-void place_tilt(PatternRun &run, int i, int kept, std::span<const double> values) {
-    const int p = run.points[i];
-    run.kept[i] = kept;
+// The values of a grid point, [output reflection][thickness, component fastest], in their place.
+void place_tilt(PatternRun &run, int p, int kept, std::span<const double> values) {
+    run.kept[p] = kept;
     run.finite[p] =
         std::all_of(values.begin(), values.end(), [](double x) { return is_finite(x); }) ? 1 : 0;
     const double *value = values.data();
@@ -103,21 +53,12 @@ void place_tilt(PatternRun &run, int i, int kept, std::span<const double> values
 }
 
 // A solved tilt comes to rank 0, its place and its checkpoint.
-void keep_tilt(PatternRun &run, int i, int kept, std::span<const double> values) {
-    place_tilt(run, i, kept, values);
-    run.checkpoint.add(i, kept, values, dbg.checkpoint_seconds);
-}
-
-// Solves the i-th tilt. kept_before: the count that stands where it finds none.
-void solve_tilt_of(PatternRun &run, int i, int kept_before, PatternSlot &slot) {
-    slot.work.n_kept = kept_before;
-    solve_point(run, run.points[i], slot);
-    const std::size_t count = slot.values.rows() * slot.values.cols();
-    const std::span<const double> values(count > 0 ? slot.values[0] : nullptr, count);
+void keep_tilt(PatternRun &run, int p, int kept, std::span<const double> values) {
     if (ranks().rank() == 0) {
-        keep_tilt(run, i, slot.work.n_kept, values);
+        place_tilt(run, p, kept, values);
+        run.checkpoint.add(p, kept, values, dbg.checkpoint_seconds);
     } else {
-        run.ranks.give(i, slot.work.n_kept, values);
+        run.ranks.give(p, kept, values);
     }
 }
 
@@ -138,7 +79,7 @@ std::uint64_t fingerprint(const PatternRun &run) {
     print.add(problem.abs_K);
     print.add(problem.metric);
     print.add(sd.grid.kxy);
-    print.add(run.points);
+    print.add(dbg.tilt_symmetry_flag);
     print.add(sd.reflections);
     print.add(sd.thicknesses);
     if (run.kind.phase != nullptr) {
@@ -165,67 +106,99 @@ void open_checkpoint(PatternRun &run) {
     }
     const std::string path = dbg.base_name + "_checkpoint";
     int found = 0;
-    run.checkpoint.open(path, fingerprint(run), static_cast<int>(run.points.size()),
+    run.checkpoint.open(path, fingerprint(run), run.problem.sd.grid.num_pix,
                         run.values.extent(0) * run.values.extent(1),
-                        [&](int i, int kept, std::span<const double> values) {
-                            found += run.kept[i] == not_solved ? 1 : 0;
-                            place_tilt(run, i, kept, values);
+                        [&](int p, int kept, std::span<const double> values) {
+                            found += run.kept[p] == not_solved ? 1 : 0;
+                            place_tilt(run, p, kept, values);
                         });
     if (found > 0) {
-        mb_fprintf(stdout, "$$ %d of %zu tilts are taken from the checkpoint %s.\n", found,
-                   run.points.size(), path.c_str());
+        mb_fprintf(stdout, "$$ %d of %d tilts are taken from the checkpoint %s.\n", found,
+                   run.problem.sd.grid.num_pix_in, path.c_str());
     }
 }
 
-// The tilts that are left to solve. The checkpoint is rank 0's.
-std::vector<int> open_tilts(PatternRun &run) {
+// The orbits that are left to solve. The checkpoint is rank 0's.
+std::vector<int> open_orbits(PatternRun &run) {
     if (ranks().rank() == 0) {
         open_checkpoint(run);
     }
+    const auto is_open = [&](int p) { return run.kept[p] == not_solved; };
+    const std::vector<TiltOrbit> &orbits = run.solver.orbits();
     std::vector<int> open;
-    for (int i = 0; i < static_cast<int>(run.points.size()); ++i) {
-        if (run.kept[i] == not_solved) {
-            open.push_back(i);
+    for (std::size_t i = 0; i < orbits.size(); ++i) {
+        if (is_open(orbits[i].first) ||
+            std::any_of(orbits[i].others.begin(), orbits[i].others.end(),
+                        [&](const ImageTilt &image) { return is_open(image.point); })) {
+            open.push_back(static_cast<int>(i));
         }
     }
     return open;
 }
 
-void solve_pattern(PatternRun &run) {
-    const int n = static_cast<int>(run.points.size());
-    const std::vector<int> open = open_tilts(run);
-    const std::vector<int> share = run.ranks.share_out(open, !tilts_write());
-    const bool in_order = run.slots.size() == 1 && run.ranks.count() == 1;
+// The steps of this rank, share of the open ones.
+TiltSteps steps_of(const PatternRun &run, const std::vector<int> &open,
+                   const std::vector<int> &share) {
     TiltSteps steps;
-    steps.tilts = n;
+    steps.tilts = run.problem.sd.grid.num_pix_in;
     steps.ranks = run.ranks.count();
-    for (std::size_t step = 0; step < share.size(); ++step) {
-        const int left = static_cast<int>(open.size()) - static_cast<int>(step) * steps.ranks;
-        steps.before.push_back(n - left);
+    int left = 0;
+    for (const int orbit : open) {
+        left += num_tilts(run.solver.orbits()[orbit]);
     }
-    const TiltRanks::Take take = [&](int i, int kept, std::span<const double> values) {
-        keep_tilt(run, i, kept, values);
+    std::size_t next = 0;
+    for (const int orbit : open) {
+        if (next < share.size() && share[next] == orbit) {
+            steps.before.push_back(steps.tilts - left);
+            ++next;
+        }
+        left -= num_tilts(run.solver.orbits()[orbit]);
+    }
+    return steps;
+}
+
+void solve_pattern(PatternRun &run) {
+    const std::vector<TiltOrbit> &orbits = run.solver.orbits();
+    const std::vector<int> open = open_orbits(run);
+    const std::vector<int> share = run.ranks.share_out(
+        open, !tilts_write(), [&](int orbit) { return num_tilts(orbits[orbit]); });
+    const bool in_order =
+        run.slots.size() == 1 && run.ranks.count() == 1 && run.solver.each_by_itself();
+    const auto take = [&](int p, int kept, std::span<const double> values) {
+        keep_tilt(run, p, kept, values);
     };
     const auto solve = [&](int slot, int step) {
-        const int i = share[step];
-        const int all = run.problem.sd.beams.size();
-        const int kept_before = i == 0 ? all : in_order ? run.kept[i - 1] : count_not_found;
-        solve_tilt_of(run, i, kept_before, run.slots[slot]);
+        const int orbit = share[step];
+        const int kept_before = orbit == 0 ? run.problem.sd.beams.size()
+                                : in_order ? run.kept[orbits[orbit - 1].first]
+                                           : count_not_found;
+        run.solver.solve_orbit(orbits[orbit], kept_before, run.slots[slot], take);
         if (slot == 0) {
             run.ranks.exchange(take);
         }
     };
-    solve_steps(steps, static_cast<int>(run.slots.size()), solve, [&] { run.ranks.gather(take); });
+    solve_steps(steps_of(run, open, share), static_cast<int>(run.slots.size()), solve,
+                [&] { run.ranks.gather(take); });
 }
 
 // Rank 0 has all tilts: those that take over the count of the tilt before can be solved.
 void solve_again(PatternRun &run) {
-    const int n = static_cast<int>(run.points.size());
-    for (int i = 1; i < n; ++i) {
-        if (run.kept[i] == count_not_found) {
-            chk_interrupt(i, n);
-            solve_tilt_of(run, i, run.kept[i - 1], run.slots.front());
+    const TiltGrid &grid = run.problem.sd.grid;
+    int calculated = 0;
+    int kept_before = count_not_found;
+    for (int p = 0; p < grid.num_pix; ++p) {
+        if (grid.pix[p].cal_flag != 1) {
+            continue;
         }
+        if (run.kept[p] == count_not_found) {
+            chk_interrupt(calculated, grid.num_pix_in);
+            run.solver.solve_point(p, kept_before, run.slots.front(),
+                                   [&](int point, int kept, std::span<const double> values) {
+                                       keep_tilt(run, point, kept, values);
+                                   });
+        }
+        kept_before = run.kept[p];
+        ++calculated;
     }
 }
 
@@ -239,19 +212,23 @@ Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind) {
             static_cast<std::size_t>(sd.grid.num_pix)};
 }
 
-void calc_pattern(const TiltProblem &problem, PatternKind kind, Tensor<double> &values,
-                  std::FILE *log, const std::function<void()> &write) {
-    const Sd &sd = problem.sd;
-    PatternRun run{problem, kind, values, calculated_points(sd.grid), {}, {}, {}, {}, {}};
-    run.kept.assign(run.points.size(), not_solved);
-    run.finite.resize(sd.grid.pix.size());
-    run.slots = alloc_slots(num_tilt_threads(sd.grid.num_pix_in), sd, kind);
+void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, PatternKind kind,
+                  Tensor<double> &values, std::FILE *log, const std::function<void()> &write) {
+    const TiltGrid &grid = problem.sd.grid;
     mb_fprintf(stdout, "Intensity calculation\n");
     if (dbg_sel_vg_on()) {
         if (ranks().rank() == 0) {
-            check_selections(problem, run.slots.front().work);
+            check_selections(problem);
         }
         return;
+    }
+    PatternRun run{problem, kind, values, {problem, ops, kind, log}, {}, {}, {}, {}, {}};
+    run.kept.assign(grid.pix.size(), not_solved);
+    run.finite.resize(grid.pix.size());
+    const int threads = num_tilt_threads(grid.num_pix_in);
+    run.slots.reserve(static_cast<std::size_t>(threads));
+    for (int i = 0; i < threads; ++i) {
+        run.slots.push_back(run.solver.alloc_slot());
     }
     if (ranks().size() > 1) {
         mb_fprintf(stdout, "$$ The tilts are shared among %d ranks.\n", ranks().size());
@@ -264,7 +241,7 @@ void calc_pattern(const TiltProblem &problem, PatternKind kind, Tensor<double> &
     mb_fprintf(stdout, "$$Intensity output\n");
     write();
     run.checkpoint.remove();
-    NonFiniteCount(sd.grid, run.finite).report(log);
+    NonFiniteCount(grid, run.finite).report(log);
 }
 
 } // namespace orvel

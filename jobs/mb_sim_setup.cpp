@@ -37,13 +37,16 @@ TiltProblem prepare_tilts(Csd &csd, Sd &sd, const complex *const *V, std::FILE *
     return tilt_problem(sd, csd, V);
 }
 
-void check_selections(const TiltProblem &problem, WorkCalInt &work) {
-    const TiltGrid &grid = problem.sd.grid;
+void check_selections(const TiltProblem &problem) {
+    const Sd &sd = problem.sd;
+    const TiltGrid &grid = sd.grid;
+    WorkCalInt work = alloc_work_cal_int(sd.beams.size(), static_cast<int>(sd.reflections.size()),
+                                         static_cast<int>(sd.thicknesses.size()));
     mb_fprintf(stdout, "$$ chk_sel_vg mode. No intensity calculation.\n");
     for_each_tilt(grid, [&](int p) {
         dbg_sel_vg_pos(grid.pix[p].ix, grid.pix[p].iy);
         select_tilt(problem, grid.kxy[p], work);
-        dbg_sel_vg_out(problem.sd.beams, work);
+        dbg_sel_vg_out(sd.beams, work);
     });
 }
 

@@ -18,6 +18,6 @@ PotentialMatrix build_sim_potential(Csd &csd, const Sd &sd, std::FILE *log);
 TiltProblem prepare_tilts(Csd &csd, Sd &sd, const complex *const *V, std::FILE *log);
 
 // Check mode: the beam selection of every point that would be calculated goes to "%s.dbg".
-void check_selections(const TiltProblem &problem, WorkCalInt &work);
+void check_selections(const TiltProblem &problem);
 
 } // namespace orvel

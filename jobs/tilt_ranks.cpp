@@ -8,19 +8,21 @@
 
 namespace orvel {
 
-std::vector<int> TiltRanks::share_out(const std::vector<int> &open, bool sharing) {
+std::vector<int> TiltRanks::share_out(const std::vector<int> &open, bool sharing,
+                                      const std::function<int(int)> &tilts) {
     count_ = sharing ? ranks().size() : 1;
     if (ranks().rank() != 0) {
         return ranks().assigned();
     }
     std::vector<std::vector<int>> shares(static_cast<std::size_t>(ranks().size()));
     for (std::size_t i = 0; i < open.size(); ++i) {
-        shares[i % static_cast<std::size_t>(count_)].push_back(open[i]);
+        const std::size_t rank = i % static_cast<std::size_t>(count_);
+        shares[rank].push_back(open[i]);
+        awaited_ += rank == 0 ? 0 : tilts(open[i]);
     }
     for (int rank = 1; rank < ranks().size(); ++rank) {
         ranks().assign(rank, shares[rank]);
     }
-    awaited_ = open.size() - shares[0].size();
     return shares[0];
 }
 
@@ -54,7 +56,7 @@ void TiltRanks::exchange(const Take &take) {
 void TiltRanks::gather(const Take &take) {
     exchange(take);
     while (arrived_ < awaited_) {
-        chk_interrupt(static_cast<int>(arrived_), static_cast<int>(awaited_));
+        chk_interrupt(arrived_, awaited_);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
         exchange(take);
     }

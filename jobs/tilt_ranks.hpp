@@ -1,5 +1,5 @@
-// The tilts of a pattern shared among the ranks of a run: of those that are left to solve each rank
-// takes every size-th one, and rank 0 puts all of them in their places.
+// The tilts of a pattern shared among the ranks of a run: of the steps that are left to do each
+// rank takes every size-th one, and rank 0 puts all tilts in their places.
 #pragma once
 
 #include <functional>
@@ -14,9 +14,10 @@ public:
     // What take() is told of a tilt: its number, its count of kept branches, its values.
     using Take = std::function<void(int, int, std::span<const double>)>;
 
-    // Rank 0 gives the others their shares of `open`, which only it knows; returns that of this
-    // rank. Without `sharing` rank 0 takes them all.
-    std::vector<int> share_out(const std::vector<int> &open, bool sharing);
+    // Rank 0 gives the others their shares of the steps that are open, which only it knows; returns
+    // that of this rank. Without `sharing` rank 0 takes them all. tilts: of each step.
+    std::vector<int> share_out(const std::vector<int> &open, bool sharing,
+                               const std::function<int(int)> &tilts);
     // Ranks that take part.
     int count() const { return count_; }
 
@@ -30,8 +31,8 @@ public:
 
 private:
     int count_ = 1;
-    std::size_t awaited_ = 0; // tilts of other ranks
-    std::size_t arrived_ = 0;
+    int awaited_ = 0; // tilts of other ranks
+    int arrived_ = 0;
     std::mutex mutex_;
     std::vector<std::vector<double>> given_;
 };

@@ -49,7 +49,8 @@ TEST(IniFile, SetsFlagsFromTheirSecondToken) {
                 {"print_bij_flag", &DebugFlags::print_bij_flag},
                 {"chk_data_dump_flag", &DebugFlags::chk_data_dump_flag},
                 {"num_threads", &DebugFlags::num_threads},
-                {"checkpoint_seconds", &DebugFlags::checkpoint_seconds}};
+                {"checkpoint_seconds", &DebugFlags::checkpoint_seconds},
+                {"tilt_symmetry_flag", &DebugFlags::tilt_symmetry_flag}};
     std::string text;
     int value = 10;
     for (const auto &key : keys) {

@@ -1,0 +1,176 @@
+#include "jobs/pattern_solver.hpp"
+
+#include "app/mb_mpi.hpp"
+#include "app/run_settings.hpp"
+#include "jobs/tilt_threads.hpp"
+
+namespace orvel {
+
+namespace {
+
+TiltSymmetry no_symmetry(const Sd &sd) {
+    TiltSymmetry single;
+    single.solved_reflections = sd.reflections;
+    for (int p = 0; p < sd.grid.num_pix; ++p) {
+        if (sd.grid.pix[p].cal_flag == 1) {
+            single.orbits.push_back({p, {}});
+        }
+    }
+    return single;
+}
+
+bool use_symmetry() {
+    if (dbg.tilt_symmetry_flag == 0) {
+        return false;
+    }
+    if (tilts_write()) {
+        mb_fprintf(stdout, "$$ tilt_symmetry_flag: dumps, checks and monitor lines need every "
+                           "tilt: no symmetry is used.\n");
+        return false;
+    }
+    return true;
+}
+
+Sd conditions_for(const Sd &sd, const std::vector<int> &reflections) {
+    Sd solved;
+    solved.beam = sd.beam;
+    solved.beam_search = sd.beam_search;
+    solved.beams = sd.beams;
+    solved.reflections = reflections;
+    solved.thicknesses = sd.thicknesses;
+    return solved;
+}
+
+} // namespace
+
+PatternSolver::PatternSolver(const TiltProblem &problem, std::span<const SymOp> ops,
+                             PatternKind kind, std::FILE *log)
+    : sd_(problem.sd), kind_(kind), symmetric_(use_symmetry()),
+      symmetry_(symmetric_ ? find_tilt_symmetry(problem, ops) : no_symmetry(problem.sd)),
+      solved_sd_(conditions_for(problem.sd, symmetry_.solved_reflections)),
+      solved_problem_{solved_sd_, problem.metric, problem.V, problem.geometry, problem.abs_K} {
+    if (symmetric_) {
+        report_tilt_symmetry(symmetry_, log);
+    }
+}
+
+PatternSlot PatternSolver::alloc_slot() const {
+    const auto n_solved = solved_sd_.reflections.size();
+    const auto n_out = sd_.reflections.size();
+    const auto n_thick = sd_.thicknesses.size();
+    PatternSlot slot{
+        alloc_work_cal_int(sd_.beams.size(), static_cast<int>(n_solved), static_cast<int>(n_thick)),
+        {},
+        {},
+        {},
+        {},
+        {},
+        {},
+        {},
+        {}};
+    if (kind_.phase == nullptr) {
+        slot.intensities = Matrix<double>(n_solved, n_thick);
+        slot.image_intensities = Matrix<double>(n_out, n_thick);
+    } else {
+        slot.amplitudes = Matrix<complex>(n_solved, n_thick);
+        slot.image_amplitudes = Matrix<complex>(n_out, n_thick);
+    }
+    slot.values.resize(n_out * n_thick * kind_.components());
+    return slot;
+}
+
+void PatternSolver::solve(int p, int kept_before, PatternSlot &slot) const {
+    const RealHkl &K_t = sd_.grid.kxy[p];
+    slot.work.n_kept = kept_before;
+    if (kind_.phase == nullptr) {
+        calc_intensity_with_perturb_ug(solved_problem_, K_t, slot.work, slot.intensities.get());
+    } else {
+        calc_intensity_ug_coherent(solved_problem_, K_t, kind_.phase[p], slot.work,
+                                   slot.amplitudes.get());
+    }
+}
+
+void PatternSolver::give_intensities(int p, int kept, const double *const *table, PatternSlot &slot,
+                                     const Take &take) const {
+    double *value = slot.values.data();
+    for (std::size_t o = 0; o < sd_.reflections.size(); ++o) {
+        for (std::size_t k = 0; k < sd_.thicknesses.size(); ++k) {
+            *value++ = table[o][k] * epsilon.intensity_scaling;
+        }
+    }
+    take(p, kept, slot.values);
+}
+
+void PatternSolver::give_amplitudes(int p, int kept, const complex *const *table, PatternSlot &slot,
+                                    const Take &take) const {
+    double *value = slot.values.data();
+    for (std::size_t o = 0; o < sd_.reflections.size(); ++o) {
+        for (std::size_t k = 0; k < sd_.thicknesses.size(); ++k) {
+            *value++ = table[o][k].re;
+            *value++ = table[o][k].im;
+        }
+    }
+    take(p, kept, slot.values);
+}
+
+void PatternSolver::give_solved(int p, PatternSlot &slot, const Take &take) const {
+    if (kind_.phase == nullptr) {
+        give_intensities(p, slot.work.n_kept, slot.intensities.get(), slot, take);
+    } else {
+        give_amplitudes(p, slot.work.n_kept, slot.amplitudes.get(), slot, take);
+    }
+}
+
+void PatternSolver::give_image(int first, const ImageTilt &image, int kept, PatternSlot &slot,
+                               const Take &take) const {
+    const std::vector<ReflectionSource> &sources = symmetry_.sources[image.operation];
+    const std::size_t n_thick = sd_.thicknesses.size();
+    if (kind_.phase == nullptr) {
+        copy_tilt(sources, n_thick, slot.intensities.get(), slot.image_intensities.get());
+        give_intensities(image.point, kept, slot.image_intensities.get(), slot, take);
+    } else {
+        copy_tilt(sources, n_thick, slot.amplitudes.get(), slot.image_amplitudes.get());
+        // The probe has its own phase at each tilt.
+        const complex probe = c_mul(kind_.phase[image.point], c_conj(kind_.phase[first]));
+        complex *psi = slot.image_amplitudes[0];
+        for (std::size_t i = 0; i < sd_.reflections.size() * n_thick; ++i) {
+            psi[i] = c_mul(psi[i], probe);
+        }
+        give_amplitudes(image.point, kept, slot.image_amplitudes.get(), slot, take);
+    }
+}
+
+void PatternSolver::solve_point(int p, int kept_before, PatternSlot &slot, const Take &take) const {
+    solve(p, kept_before, slot);
+    give_solved(p, slot, take);
+}
+
+void PatternSolver::solve_orbit(const TiltOrbit &orbit, int kept_before, PatternSlot &slot,
+                                const Take &take) const {
+    solve_point(orbit.first, kept_before, slot, take);
+    if (orbit.others.empty()) {
+        return;
+    }
+    WorkCalInt &work = slot.work;
+    const int kept = work.n_kept;
+    const bool settled = kept_branches_settled(work);
+    const BeamSelection selection = selection_of(work);
+    slot.first_exact.assign(selection.exact.begin(), selection.exact.end());
+    slot.first_bethe.assign(selection.bethe.begin(), selection.bethe.end());
+    const BeamSelection first = {slot.first_exact, slot.first_bethe};
+    slot.left.clear();
+    for (const ImageTilt &image : orbit.others) {
+        select_tilt(solved_problem_, sd_.grid.kxy[image.point], work);
+        if (settled &&
+            same_selection(symmetry_.operations[image.operation], first, selection_of(work))) {
+            give_image(orbit.first, image, kept, slot, take);
+        } else {
+            slot.left.push_back(image.point);
+        }
+    }
+    for (const int p : slot.left) {
+        solve_point(p, count_not_found, slot, take);
+    }
+}
+
+} // namespace orvel

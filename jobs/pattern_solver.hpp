@@ -1,0 +1,87 @@
+// How the tilts of a pattern are solved: each by its own eigen-solution, or the first of an orbit
+// of equal ones.
+#pragma once
+
+#include "dynamics/mbfunc_intensity.hpp"
+#include "jobs/tilt_symmetry.hpp"
+#include "numeric/vecmat.hpp"
+
+#include <cstdio>
+#include <functional>
+#include <span>
+#include <vector>
+
+namespace orvel {
+
+// What a pattern holds of each output reflection, thickness and tilt.
+struct PatternKind {
+    const complex *phase = nullptr; // of the probe at each tilt; null: intensities are wanted
+
+    // Values of one reflection, thickness and tilt: the intensity times intensity_scaling, or real
+    // and imaginary part of the amplitude.
+    int components() const { return phase == nullptr ? 1 : 2; }
+};
+
+// Stands for the count of kept branches of a tilt that did not find its own (limited_branch).
+inline constexpr int count_not_found = -1;
+
+// What one thread works with.
+struct PatternSlot {
+    WorkCalInt work;
+    // [solved reflection][thickness] of the tilt solved last: the one that the pattern is of.
+    Matrix<double> intensities;
+    Matrix<complex> amplitudes;
+    Matrix<double> image_intensities; // [output reflection][thickness] of a tilt that follows
+    Matrix<complex> image_amplitudes;
+    std::vector<int> first_exact; // beams of the first tilt of an orbit
+    std::vector<int> first_bethe;
+    std::vector<int> left;      // points of an orbit that do not follow from the first
+    std::vector<double> values; // [output reflection][thickness, component fastest]
+};
+
+class PatternSolver {
+public:
+    // What take() is told of a solved grid point: its count of kept branches and its values,
+    // [output reflection][thickness, component fastest].
+    using Take = std::function<void(int, int, std::span<const double>)>;
+
+    // With tilt_symmetry_flag the operations of the crystal are looked for, and told.
+    PatternSolver(const TiltProblem &problem, std::span<const SymOp> ops, PatternKind kind,
+                  std::FILE *log);
+    // The problem that is solved refers to a member.
+    PatternSolver(const PatternSolver &) = delete;
+    PatternSolver &operator=(const PatternSolver &) = delete;
+
+    PatternSlot alloc_slot() const;
+    // Points that are solved together, the first by its own solution.
+    const std::vector<TiltOrbit> &orbits() const { return symmetry_.orbits; }
+    // True when orbits are single points, in grid order.
+    bool each_by_itself() const { return !symmetric_; }
+
+    // Solves the points of an orbit. kept_before: the count that stands where the first one finds
+    // none; for the others it is count_not_found.
+    void solve_orbit(const TiltOrbit &orbit, int kept_before, PatternSlot &slot,
+                     const Take &take) const;
+    // Solves one point by its own eigen-solution.
+    void solve_point(int p, int kept_before, PatternSlot &slot, const Take &take) const;
+
+private:
+    void solve(int p, int kept_before, PatternSlot &slot) const;
+    // The first rows of a table of solved reflections are those of the output reflections.
+    void give_intensities(int p, int kept, const double *const *table, PatternSlot &slot,
+                          const Take &take) const;
+    void give_amplitudes(int p, int kept, const complex *const *table, PatternSlot &slot,
+                         const Take &take) const;
+    void give_solved(int p, PatternSlot &slot, const Take &take) const;
+    void give_image(int first, const ImageTilt &image, int kept, PatternSlot &slot,
+                    const Take &take) const;
+
+    const Sd &sd_;
+    PatternKind kind_;
+    bool symmetric_ = false;
+    TiltSymmetry symmetry_;
+    Sd solved_sd_; // the conditions, without the grid, for the reflections that are solved
+    TiltProblem solved_problem_;
+};
+
+} // namespace orvel
