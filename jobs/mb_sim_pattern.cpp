@@ -35,10 +35,6 @@ struct PatternRun {
     TiltRanks ranks;
 };
 
-int num_tilts(const TiltOrbit &orbit) {
-    return 1 + static_cast<int>(orbit.others.size());
-}
-
 // The values of a grid point, [output reflection][thickness, component fastest], in their place.
 void place_tilt(PatternRun &run, int p, int kept, std::span<const double> values) {
     run.kept[p] = kept;
@@ -118,61 +114,63 @@ void open_checkpoint(PatternRun &run) {
     }
 }
 
-// The orbits that are left to solve. The checkpoint is rank 0's.
-std::vector<int> open_orbits(PatternRun &run) {
+// The blocks that are left to solve. The checkpoint is rank 0's.
+std::vector<int> open_blocks(PatternRun &run) {
     if (ranks().rank() == 0) {
         open_checkpoint(run);
     }
     const auto is_open = [&](int p) { return run.kept[p] == not_solved; };
-    const std::vector<TiltOrbit> &orbits = run.solver.orbits();
+    const auto has_open = [&](const TiltOrbit &orbit) {
+        return is_open(orbit.first) ||
+               std::any_of(orbit.others.begin(), orbit.others.end(),
+                           [&](const ImageTilt &image) { return is_open(image.point); });
+    };
     std::vector<int> open;
-    for (std::size_t i = 0; i < orbits.size(); ++i) {
-        if (is_open(orbits[i].first) ||
-            std::any_of(orbits[i].others.begin(), orbits[i].others.end(),
-                        [&](const ImageTilt &image) { return is_open(image.point); })) {
-            open.push_back(static_cast<int>(i));
+    for (int b = 0; b < run.solver.num_blocks(); ++b) {
+        const std::span<const TiltOrbit> block = run.solver.block(b);
+        if (std::any_of(block.begin(), block.end(), has_open)) {
+            open.push_back(b);
         }
     }
     return open;
 }
 
-// The steps of this rank, share of the open ones.
+// The steps of this rank, share of the open blocks.
 TiltSteps steps_of(const PatternRun &run, const std::vector<int> &open,
                    const std::vector<int> &share) {
     TiltSteps steps;
     steps.tilts = run.problem.sd.grid.num_pix_in;
     steps.ranks = run.ranks.count();
     int left = 0;
-    for (const int orbit : open) {
-        left += num_tilts(run.solver.orbits()[orbit]);
+    for (const int b : open) {
+        left += run.solver.num_tilts(b);
     }
     std::size_t next = 0;
-    for (const int orbit : open) {
-        if (next < share.size() && share[next] == orbit) {
+    for (const int b : open) {
+        if (next < share.size() && share[next] == b) {
             steps.before.push_back(steps.tilts - left);
             ++next;
         }
-        left -= num_tilts(run.solver.orbits()[orbit]);
+        left -= run.solver.num_tilts(b);
     }
     return steps;
 }
 
 void solve_pattern(PatternRun &run) {
-    const std::vector<TiltOrbit> &orbits = run.solver.orbits();
-    const std::vector<int> open = open_orbits(run);
-    const std::vector<int> share = run.ranks.share_out(
-        open, !tilts_write(), [&](int orbit) { return num_tilts(orbits[orbit]); });
+    const std::vector<int> open = open_blocks(run);
+    const std::vector<int> share =
+        run.ranks.share_out(open, !tilts_write(), [&](int b) { return run.solver.num_tilts(b); });
     const bool in_order =
         run.slots.size() == 1 && run.ranks.count() == 1 && run.solver.each_by_itself();
     const auto take = [&](int p, int kept, std::span<const double> values) {
         keep_tilt(run, p, kept, values);
     };
     const auto solve = [&](int slot, int step) {
-        const int orbit = share[step];
-        const int kept_before = orbit == 0 ? run.problem.sd.beams.size()
-                                : in_order ? run.kept[orbits[orbit - 1].first]
+        const int b = share[step];
+        const int kept_before = b == 0     ? run.problem.sd.beams.size()
+                                : in_order ? run.kept[run.solver.block(b - 1).front().first]
                                            : count_not_found;
-        run.solver.solve_orbit(orbits[orbit], kept_before, run.slots[slot], take);
+        run.solver.solve_block(b, kept_before, run.slots[slot], take);
         if (slot == 0) {
             run.ranks.exchange(take);
         }

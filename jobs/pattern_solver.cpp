@@ -4,6 +4,8 @@
 #include "app/run_settings.hpp"
 #include "jobs/tilt_threads.hpp"
 
+#include <algorithm>
+
 namespace orvel {
 
 namespace {
@@ -113,11 +115,11 @@ void PatternSolver::give_amplitudes(int p, int kept, const complex *const *table
     take(p, kept, slot.values);
 }
 
-void PatternSolver::give_solved(int p, PatternSlot &slot, const Take &take) const {
+void PatternSolver::give_solved(int p, int kept, PatternSlot &slot, const Take &take) const {
     if (kind_.phase == nullptr) {
-        give_intensities(p, slot.work.n_kept, slot.intensities.get(), slot, take);
+        give_intensities(p, kept, slot.intensities.get(), slot, take);
     } else {
-        give_amplitudes(p, slot.work.n_kept, slot.amplitudes.get(), slot, take);
+        give_amplitudes(p, kept, slot.amplitudes.get(), slot, take);
     }
 }
 
@@ -140,19 +142,9 @@ void PatternSolver::give_image(int first, const ImageTilt &image, int kept, Patt
     }
 }
 
-void PatternSolver::solve_point(int p, int kept_before, PatternSlot &slot, const Take &take) const {
-    solve(p, kept_before, slot);
-    give_solved(p, slot, take);
-}
-
-void PatternSolver::solve_orbit(const TiltOrbit &orbit, int kept_before, PatternSlot &slot,
+void PatternSolver::give_others(const TiltOrbit &orbit, int kept, PatternSlot &slot,
                                 const Take &take) const {
-    solve_point(orbit.first, kept_before, slot, take);
-    if (orbit.others.empty()) {
-        return;
-    }
     WorkCalInt &work = slot.work;
-    const int kept = work.n_kept;
     const bool settled = kept_branches_settled(work);
     const BeamSelection selection = selection_of(work);
     slot.first_exact.assign(selection.exact.begin(), selection.exact.end());
@@ -170,6 +162,39 @@ void PatternSolver::solve_orbit(const TiltOrbit &orbit, int kept_before, Pattern
     }
     for (const int p : slot.left) {
         solve_point(p, count_not_found, slot, take);
+    }
+}
+
+void PatternSolver::solve_point(int p, int kept_before, PatternSlot &slot, const Take &take) const {
+    solve(p, kept_before, slot);
+    give_solved(p, slot.work.n_kept, slot, take);
+}
+
+int PatternSolver::num_blocks() const {
+    return static_cast<int>((symmetry_.orbits.size() + block_size_ - 1) / block_size_);
+}
+
+std::span<const TiltOrbit> PatternSolver::block(int b) const {
+    const std::size_t start = static_cast<std::size_t>(b) * block_size_;
+    return std::span(symmetry_.orbits)
+        .subspan(start, std::min(block_size_, symmetry_.orbits.size() - start));
+}
+
+int PatternSolver::num_tilts(int b) const {
+    std::size_t tilts = 0;
+    for (const TiltOrbit &orbit : block(b)) {
+        tilts += 1 + orbit.others.size();
+    }
+    return static_cast<int>(tilts);
+}
+
+void PatternSolver::solve_block(int b, int kept_before, PatternSlot &slot, const Take &take) const {
+    for (const TiltOrbit &orbit : block(b)) {
+        solve_point(orbit.first, kept_before, slot, take);
+        if (!orbit.others.empty()) {
+            give_others(orbit, slot.work.n_kept, slot, take);
+        }
+        kept_before = count_not_found;
     }
 }
 

@@ -53,15 +53,16 @@ public:
     PatternSolver &operator=(const PatternSolver &) = delete;
 
     PatternSlot alloc_slot() const;
-    // Points that are solved together, the first by its own solution.
-    const std::vector<TiltOrbit> &orbits() const { return symmetry_.orbits; }
-    // True when orbits are single points, in grid order.
-    bool each_by_itself() const { return !symmetric_; }
+    // Blocks of orbits that are solved together.
+    int num_blocks() const;
+    std::span<const TiltOrbit> block(int b) const;
+    int num_tilts(int b) const;
+    // True when blocks are single points, in grid order.
+    bool each_by_itself() const { return !symmetric_ && block_size_ == 1; }
 
-    // Solves the points of an orbit. kept_before: the count that stands where the first one finds
+    // Solves the points of a block. kept_before: the count that stands where the first one finds
     // none; for the others it is count_not_found.
-    void solve_orbit(const TiltOrbit &orbit, int kept_before, PatternSlot &slot,
-                     const Take &take) const;
+    void solve_block(int b, int kept_before, PatternSlot &slot, const Take &take) const;
     // Solves one point by its own eigen-solution.
     void solve_point(int p, int kept_before, PatternSlot &slot, const Take &take) const;
 
@@ -72,13 +73,16 @@ private:
                           const Take &take) const;
     void give_amplitudes(int p, int kept, const complex *const *table, PatternSlot &slot,
                          const Take &take) const;
-    void give_solved(int p, PatternSlot &slot, const Take &take) const;
+    void give_solved(int p, int kept, PatternSlot &slot, const Take &take) const;
+    // The other points of an orbit whose first one is solved and selected in the record.
+    void give_others(const TiltOrbit &orbit, int kept, PatternSlot &slot, const Take &take) const;
     void give_image(int first, const ImageTilt &image, int kept, PatternSlot &slot,
                     const Take &take) const;
 
     const Sd &sd_;
     PatternKind kind_;
     bool symmetric_ = false;
+    std::size_t block_size_ = 1; // orbits
     TiltSymmetry symmetry_;
     Sd solved_sd_; // the conditions, without the grid, for the reflections that are solved
     TiltProblem solved_problem_;
