@@ -43,7 +43,7 @@ int main() {
     for (const int n : {50, 100}) {
         bench_threads(n, 2);
     }
-    for (const int n : {100, 500}) {
+    for (const int n : {100, 500, 1000}) {
         bench_potential(n);
     }
     return 0;
