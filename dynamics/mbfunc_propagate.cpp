@@ -1,0 +1,358 @@
+#include "dynamics/mbfunc_propagate.hpp"
+
+#include "dynamics/mbfunc_matrix.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+namespace orvel {
+
+namespace {
+
+// Terms beyond which the eigen-solution is the faster road.
+int most_terms(int n_max) {
+    return 16 * n_max + 256;
+}
+
+int padded_order(int n_max) {
+    return round_up_strip(n_max);
+}
+
+std::size_t count_of(double product) {
+    return static_cast<std::size_t>(product);
+}
+
+// Doubles of the packed matrix, the moduli, four vectors and nine strips, with room for alignment.
+double count_reals(int n_max) {
+    const double n = padded_order(n_max);
+    return 4.0 * n * n + 4.0 * n + 9.0 * strip * n + strip * strip;
+}
+
+double count_coefficients(int n_max, int n_thick) {
+    return double{strip} * most_terms(n_max) * n_thick;
+}
+
+double count_sums(int n_out, int n_thick) {
+    return 4.0 * strip * n_out * n_thick;
+}
+
+} // namespace
+
+PropagationWork::PropagationWork(int width, int n_max, int n_out, int n_thick)
+    : max_terms(most_terms(n_max)), two_K_s(width, n_max), beta(width, n_max),
+      coefficients(count_of(count_coefficients(n_max, n_thick))),
+      sums(count_of(count_sums(n_out, n_thick))), reals(count_of(count_reals(n_max))) {
+    const auto n_tilts = static_cast<std::size_t>(width);
+    served.reserve(n_tilts);
+    tilts.reserve(n_tilts);
+    beams.reserve(static_cast<std::size_t>(n_max));
+    rows.reserve(static_cast<std::size_t>(n_out));
+    outputs.reserve(static_cast<std::size_t>(n_out));
+    PlaneDealer dealer(reals);
+    const int n = padded_order(n_max);
+    packed = dealer.vector(3 * n * n);
+    modulus = dealer.vector(n * n);
+    for (double **part : {&middle, &factor, &weight, &product}) {
+        *part = dealer.vector(n);
+    }
+    for (double **part : {&x.re, &x.im, &x.sum, &y.re, &y.im, &y.sum, &scale, &diag_re, &diag_im}) {
+        *part = dealer.vector(n * strip);
+    }
+}
+
+double propagation_bytes(int width, int n_max, int n_out, int n_thick) {
+    const double per_tilt = sizeof(PropagatedTilt) + 2.0 * sizeof(double) * n_max;
+    const double lists = sizeof(int) * (1.0 * n_max + 2.0 * n_out);
+    return width * per_tilt + lists +
+           sizeof(double) * (count_reals(n_max) + count_coefficients(n_max, n_thick) +
+                             count_sums(n_out, n_thick));
+}
+
+namespace {
+
+// Keeps the selected tilt for the block, if its geometry can be propagated.
+void keep_tilt(int i, const WorkCalInt &tilt, double K, PropagationWork &work) {
+    double *two_K_s = work.two_K_s[static_cast<std::size_t>(i)];
+    double *beta = work.beta[static_cast<std::size_t>(i)];
+    std::fill_n(beta, work.beta.cols(), 0.0);
+    for (int j = 0; j < tilt.n_exact; ++j) {
+        const int g = tilt.index_list[j];
+        two_K_s[g] = 2.0 * K * tilt.s[g];
+        beta[g] = tilt.beta[g];
+        if (!std::isfinite(two_K_s[g]) || !std::isfinite(beta[g]) || !(beta[g] > 0.0)) {
+            return;
+        }
+    }
+    if (tilt.n_exact > 0) {
+        work.tilts.push_back({i, {}});
+        work.tilts.back().expansion.K_n = tilt.K_n;
+    }
+}
+
+// The beams that are exact at a tilt of the block or more, and the output beams among them.
+void collect_beams(const TiltProblem &problem, PropagationWork &work) {
+    work.beams.clear();
+    for (int g = 0; g < problem.sd.beams.size(); ++g) {
+        const auto is_exact = [&](const PropagatedTilt &t) {
+            return work.beta[static_cast<std::size_t>(t.tilt)][g] > 0.0;
+        };
+        if (std::any_of(work.tilts.begin(), work.tilts.end(), is_exact)) {
+            work.beams.push_back(g);
+        }
+    }
+    work.rows.clear();
+    work.outputs.clear();
+    const std::vector<int> &reflections = problem.sd.reflections;
+    for (std::size_t o = 0; o < reflections.size(); ++o) {
+        const auto found = std::lower_bound(work.beams.begin(), work.beams.end(), reflections[o]);
+        if (found != work.beams.end() && *found == reflections[o]) {
+            work.rows.push_back(static_cast<int>(found - work.beams.begin()));
+            work.outputs.push_back(static_cast<int>(o));
+        }
+    }
+}
+
+bool is_finite(complex z) {
+    return std::isfinite(z.re) && std::isfinite(z.im);
+}
+
+// Whether all couplings of the exact beams of a tilt are finite.
+bool has_finite_couplings(const complex *const *V, const double *beta,
+                          const PropagationWork &work) {
+    for (const int g : work.beams) {
+        for (const int h : work.beams) {
+            if (beta[g] > 0.0 && beta[h] > 0.0 && g != h && !is_finite(V[g][h])) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// The off-diagonal elements over the beams of the block as the kernel takes them, what is not
+// finite being left out. Returns whether nothing was.
+bool pack_potential(const complex *const *V, double U_per_V, PropagationWork &work) {
+    const int n = static_cast<int>(work.beams.size());
+    const std::ptrdiff_t plane = std::ptrdiff_t{n} * block_height;
+    bool finite = true;
+    double *panel = work.packed;
+    for (int first = 0; first < n; first += block_height, panel += 3 * plane) {
+        for (int r = 0; r < block_height; ++r) {
+            const int i = first + r;
+            const complex *row = i < n ? V[work.beams[static_cast<std::size_t>(i)]] : nullptr;
+            for (int k = 0; k < n; ++k) {
+                complex U;
+                if (row != nullptr && i != k) {
+                    const complex v = row[work.beams[static_cast<std::size_t>(k)]];
+                    finite = finite && is_finite(v);
+                    U = is_finite(v) ? complex{v.re * U_per_V, v.im * U_per_V} : complex{};
+                }
+                double *at = panel + k * block_height + r;
+                at[0] = U.re;
+                at[plane] = U.im;
+                at[2 * plane] = U.re + U.im;
+            }
+        }
+    }
+    return finite;
+}
+
+// work.modulus <- moduli of the Hermitian part of the off-diagonal elements.
+void split_potential(const complex *const *V, double U_per_V, PropagationWork &work) {
+    const auto n = work.beams.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        const int g = work.beams[i];
+        work.modulus[i * n + i] = 0.0;
+        for (std::size_t j = 0; j < i; ++j) {
+            const int h = work.beams[j];
+            const complex sum = c_add(V[g][h], c_conj(V[h][g]));
+            const double size = 0.5 * U_per_V * std::sqrt(c_norm(sum));
+            work.modulus[i * n + j] = work.modulus[j * n + i] = std::isfinite(size) ? size : 0.0;
+        }
+    }
+}
+
+// The expansion of a tilt of the block.
+Expansion expansion_of(const TiltProblem &problem, const PropagatedTilt &tilt, double absorption,
+                       PropagationWork &work) {
+    const double *two_K_s = work.two_K_s[static_cast<std::size_t>(tilt.tilt)];
+    const double *beta = work.beta[static_cast<std::size_t>(tilt.tilt)];
+    const auto n = work.beams.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        const int g = work.beams[i];
+        const bool exact = beta[g] > 0.0;
+        work.middle[i] = exact ? two_K_s[g] / beta[g] : 0.0;
+        work.factor[i] = exact ? 1.0 / beta[g] : 0.0;
+    }
+    return settle_expansion(spectrum_bounds(work.spectrum_task(static_cast<int>(n))), absorption,
+                            tilt.expansion.K_n, problem.sd.thicknesses, work.max_terms);
+}
+
+// Tilts that go through the recurrence together.
+using TiltStrip = std::span<const PropagatedTilt>;
+
+// Column c of the diagonal and of the scales: (2 / r) D^-1 (U + diag(m) - c D).
+void load_column(const PropagatedTilt &tilt, int c, double absorption, PropagationWork &work) {
+    const double *two_K_s = work.two_K_s[static_cast<std::size_t>(tilt.tilt)];
+    const double *beta = work.beta[static_cast<std::size_t>(tilt.tilt)];
+    const Expansion &e = tilt.expansion;
+    for (std::size_t i = 0; i < work.beams.size(); ++i) {
+        const int g = work.beams[i];
+        const std::size_t at = i * strip + static_cast<std::size_t>(c);
+        const bool exact = beta[g] > 0.0;
+        work.scale[at] = exact ? 1.0 / (beta[g] * e.radius) : 0.0;
+        work.diag_re[at] = exact ? two_K_s[g] - e.centre.re * beta[g] : 0.0;
+        work.diag_im[at] = exact ? absorption - e.centre.im * beta[g] : 0.0;
+    }
+}
+
+void load_strip(const TiltProblem &problem, TiltStrip strip_tilts, double absorption,
+                PropagationWork &work) {
+    const std::size_t n_thick = problem.sd.thicknesses.size();
+    const int terms = strip_tilts.front().expansion.terms;
+    const std::size_t count = work.beams.size() * strip;
+    for (double *part : {work.x.re, work.x.im, work.x.sum, work.y.re, work.y.im, work.y.sum,
+                         work.scale, work.diag_re, work.diag_im}) {
+        zero_elements(part, count);
+    }
+    zero_elements(work.coefficients.data(), static_cast<std::size_t>(terms) * n_thick * strip);
+    zero_elements(work.sums.data(), 4 * strip * work.rows.size() * n_thick);
+    for (std::size_t c = 0; c < strip_tilts.size(); ++c) {
+        load_column(strip_tilts[c], static_cast<int>(c), absorption, work);
+        fill_coefficients(strip_tilts[c].expansion, problem.sd.thicknesses, terms,
+                          work.coefficients.data() + c, strip);
+        work.x.re[c] = work.x.sum[c] = 1.0;
+    }
+}
+
+// No further term for the columns whose series ends here: without a scale they keep their length.
+void stop_columns(TiltStrip strip_tilts, int terms, PropagationWork &work) {
+    for (std::size_t c = 0; c < strip_tilts.size(); ++c) {
+        if (strip_tilts[c].expansion.terms == terms) {
+            for (std::size_t i = 0; i < work.beams.size(); ++i) {
+                work.scale[i * strip + c] = 0.0;
+            }
+        }
+    }
+}
+
+void sum_terms(const TiltProblem &problem, TiltStrip strip_tilts, PropagationWork &work) {
+    const int n = static_cast<int>(work.beams.size());
+    const int terms = strip_tilts.front().expansion.terms;
+    BlockSum sum;
+    sum.n_out = static_cast<int>(work.rows.size());
+    sum.rows = work.rows.data();
+    sum.n_sets = static_cast<int>(problem.sd.thicknesses.size());
+    const std::ptrdiff_t sums_each = std::ptrdiff_t{2 * strip} * sum.n_out * sum.n_sets;
+    BlockTerm step = {n, work.packed, work.x, work.y, work.scale, work.diag_re, work.diag_im};
+    for (int k = 0;; ++k) {
+        sum.weights = work.coefficients.data() + std::ptrdiff_t{k} * sum.n_sets * strip;
+        sum.x = step.x;
+        sum.sum = work.sums.data() + (k % 2) * sums_each;
+        kernels().block_sum(sum);
+        if (k + 1 == terms) {
+            return;
+        }
+        stop_columns(strip_tilts, k + 1, work);
+        kernels().block_term(step);
+        std::swap(step.x, step.y);
+        if (k == 0) {
+            // T_1(x) = x is followed by T_k+1(x) = 2 x T_k(x) - T_k-1(x).
+            for (int i = 0; i < n * strip; ++i) {
+                work.scale[i] *= 2.0;
+            }
+        }
+    }
+}
+
+// Length of the last two terms of a column.
+double column_length(std::size_t c, const PropagationWork &work) {
+    double square = 0.0;
+    for (std::size_t i = 0; i < work.beams.size(); ++i) {
+        const std::size_t at = i * strip + c;
+        for (const double part : {work.x.re[at], work.x.im[at], work.y.re[at], work.y.im[at]}) {
+            square += part * part;
+        }
+    }
+    return std::sqrt(square);
+}
+
+void store_column(const TiltProblem &problem, const PropagatedTilt &tilt, std::size_t c,
+                  const PropagationWork &work, complex *const *table) {
+    const std::vector<double> &thicknesses = problem.sd.thicknesses;
+    const std::size_t n_thick = thicknesses.size();
+    for (std::size_t o = 0; o < problem.sd.reflections.size(); ++o) {
+        std::fill_n(table[o], n_thick, complex{});
+    }
+    const double *even = work.sums.data() + c;
+    const double *odd = even + 2 * strip * n_thick * work.rows.size();
+    for (const int o : work.outputs) {
+        for (std::size_t k = 0; k < n_thick; ++k, even += 2 * strip, odd += 2 * strip) {
+            table[o][k] = joined(tilt.expansion, thicknesses[k], {even[0], even[strip]},
+                                 {odd[0], odd[strip]});
+        }
+    }
+}
+
+// Drops the tilts that cannot be served and puts the longest series first, equal ones in order.
+void settle_tilts(const TiltProblem &problem, double absorption, bool finite,
+                  PropagationWork &work) {
+    const auto cannot = [&](PropagatedTilt &t) {
+        if (!finite &&
+            !has_finite_couplings(problem.V, work.beta[static_cast<std::size_t>(t.tilt)], work)) {
+            return true;
+        }
+        t.expansion = expansion_of(problem, t, absorption, work);
+        return t.expansion.terms > work.max_terms;
+    };
+    std::erase_if(work.tilts, cannot);
+    std::sort(work.tilts.begin(), work.tilts.end(),
+              [](const PropagatedTilt &a, const PropagatedTilt &b) {
+                  return a.expansion.terms > b.expansion.terms ||
+                         (a.expansion.terms == b.expansion.terms && a.tilt < b.tilt);
+              });
+}
+
+void propagate_side_by_side(const TiltProblem &problem, const MatrixUnits &units,
+                            PropagationWork &work, std::span<complex *const *const> tables) {
+    collect_beams(problem, work);
+    const bool finite = pack_potential(problem.V, units.U_per_V, work);
+    split_potential(problem.V, units.U_per_V, work);
+    settle_tilts(problem, units.U0.im, finite, work);
+    for (TiltStrip rest = work.tilts; !rest.empty();) {
+        const TiltStrip now = rest.first(std::min<std::size_t>(rest.size(), strip));
+        rest = rest.subspan(now.size());
+        load_strip(problem, now, units.U0.im, work);
+        sum_terms(problem, now, work);
+        for (std::size_t c = 0; c < now.size(); ++c) {
+            const auto i = static_cast<std::size_t>(now[c].tilt);
+            if (is_accurate(now[c].expansion, problem.sd.thicknesses, column_length(c, work))) {
+                store_column(problem, now[c], c, work, tables[i]);
+                work.served[i] = 1;
+            }
+        }
+    }
+}
+
+} // namespace
+
+void propagate_tilts(const TiltProblem &problem, std::span<const RealHkl> K_t, WorkCalInt &tilt,
+                     PropagationWork &work, std::span<complex *const *const> tables) {
+    const MatrixUnits units = matrix_units(problem.sd.beam.acc_voltage, problem.V[0][0]);
+    work.served.assign(K_t.size(), 0);
+    work.tilts.clear();
+    for (std::size_t i = 0; i < K_t.size(); ++i) {
+        select_tilt(problem, K_t[i], tilt);
+        if (tilt.n_bethe > 0) {
+            work.served[i] = propagate_folded(problem, tilt, work, tables[i]) ? 1 : 0;
+        } else {
+            keep_tilt(static_cast<int>(i), tilt, units.K, work);
+        }
+    }
+    if (!work.tilts.empty()) {
+        propagate_side_by_side(problem, units, work, tables);
+    }
+}
+
+} // namespace orvel
