@@ -12,12 +12,10 @@ namespace {
 
 // Terms stop where what is left out is below this.
 constexpr double series_tol = 1e-15;
-constexpr double largest_growth = 1e3;
-// Share by which the interval is longer than the spectrum, so that absorption stays clear of its
-// ends, where the terms grow fastest.
-constexpr double margin = 0.02;
+// Of the bound of the error, which what is met stays below by an order of magnitude or more.
+constexpr double largest_error = 1e-11;
 constexpr double smallest_radius = 1e-6; // 1/A^2
-constexpr int refinements = 3;           // of the bounds
+constexpr int refinements = 2;           // of the bounds
 
 // product <- diag(factor) M weight
 void weighted_row_sums(const SpectrumTask &task) {
@@ -81,6 +79,35 @@ double tau(double t, double K_n) {
     return pi * t / K_n;
 }
 
+double largest_tau(std::span<const double> thicknesses, double K_n) {
+    double largest = 0.0;
+    for (const double t : thicknesses) {
+        largest = std::max(largest, std::fabs(tau(t, K_n)));
+    }
+    return largest;
+}
+
+// T_k grows like (a + b)^k on the ellipse of semi-axes a, b about the interval. States whose
+// absorption is off the centre by as much as it stands off zero lie on such ellipses, and what they
+// grow beyond their damping is cancelled between the terms, digit for digit. It is worst at the
+// ends of the interval: a longer one takes more terms, but lets the ends grow less. Hardly any
+// state there is that far off: half the logarithm of what would be lost is counted.
+double roomy_radius(double half_length, double absorption, double tau_max, int limit) {
+    constexpr double largest_loss = 5.0;    // natural logarithm
+    constexpr double largest_share = 0.125; // of absorption in the radius
+    constexpr double step = 1.02;
+    const double least = std::max(std::fabs(absorption) / largest_share, smallest_radius);
+    for (double radius = std::max(half_length, least);; radius *= step) {
+        const double x = half_length / radius;
+        const double y = absorption / radius;
+        const double a = 0.5 * (std::hypot(x + 1.0, y) + std::hypot(x - 1.0, y));
+        const double growth = radius * std::acosh(std::max(a, 1.0)) - std::fabs(absorption);
+        if (!(0.5 * tau_max * growth > largest_loss && tau_max * radius < limit)) {
+            return radius;
+        }
+    }
+}
+
 } // namespace
 
 Interval spectrum_bounds(const SpectrumTask &task) {
@@ -92,7 +119,8 @@ Expansion settle_expansion(Interval bounds, double absorption, double K_n,
     Expansion e;
     e.K_n = K_n;
     e.centre = {0.5 * (bounds.low + bounds.high), absorption};
-    e.radius = std::max(0.5 * (1.0 + margin) * (bounds.high - bounds.low), smallest_radius);
+    e.radius = roomy_radius(0.5 * (bounds.high - bounds.low), absorption,
+                            largest_tau(thicknesses, K_n), limit);
     e.terms = 1;
     for (const double t : thicknesses) {
         e.terms = std::max(e.terms, chebyshev_terms(tau(t, K_n) * e.radius, series_tol, limit));
@@ -116,12 +144,27 @@ complex joined(const Expansion &e, double t, complex even, complex odd) {
     return c_mul({even.re + odd.im, even.im - odd.re}, factor);
 }
 
-bool is_accurate(const Expansion &e, std::span<const double> thicknesses, double length) {
-    double factor = 1.0;
+bool is_accurate(const Expansion &e, std::span<const double> thicknesses, const double *c,
+                 std::ptrdiff_t step, const double *square, std::ptrdiff_t square_step) {
+    const auto n_thick = static_cast<std::ptrdiff_t>(thicknesses.size());
     for (const double t : thicknesses) {
-        factor = std::max(factor, std::exp(tau(t, e.K_n) * e.centre.im));
+        double rounding = 0.0;
+        double last = 0.0;
+        for (int k = 0; k < e.terms; ++k) {
+            const double weight = std::fabs(c[k * n_thick * step]);
+            if (weight > 0.0) {
+                last = std::sqrt(square[k * square_step]);
+                rounding += weight * last;
+            }
+        }
+        rounding *= std::numeric_limits<double>::epsilon();
+        const double error = (rounding + series_tol * last) * std::exp(tau(t, e.K_n) * e.centre.im);
+        if (!(error < largest_error)) {
+            return false;
+        }
+        c += step;
     }
-    return length * factor < largest_growth;
+    return true;
 }
 
 } // namespace orvel

@@ -52,9 +52,11 @@ void fill_coefficients(const Expansion &e, std::span<const double> thicknesses, 
 // exp(-i tau c) (even - i odd)
 complex joined(const Expansion &e, double t, complex even, complex odd);
 
-// Whether the digits that are promised are left by terms whose vectors have grown to `length`: of a
-// Hermitian matrix with its spectrum inside the interval they keep length 1, absorption lets them
-// grow, and rounding and what is left out of the series grow with them.
-bool is_accurate(const Expansion &e, std::span<const double> thicknesses, double length);
+// Whether the digits that are promised are left in the sum: square[k square_step] are the squared
+// lengths of its terms. Those of a Hermitian matrix with its spectrum inside the interval do not
+// exceed 1; absorption lets them grow, and rounding and what is left out of the series grow with
+// them.
+bool is_accurate(const Expansion &e, std::span<const double> thicknesses, const double *c,
+                 std::ptrdiff_t step, const double *square, std::ptrdiff_t square_step);
 
 } // namespace orvel

@@ -33,16 +33,74 @@ double count_coefficients(int n_max, int n_thick) {
     return double{strip} * most_terms(n_max) * n_thick;
 }
 
+double count_squares(int n_max) {
+    return double{strip} * most_terms(n_max);
+}
+
 double count_sums(int n_out, int n_thick) {
     return 4.0 * strip * n_out * n_thick;
 }
 
+// y <- (V - V^H) x / 2i: the absorptive part of the potential, volts.
+void absorptive_product(int n, const complex *const *V, const Vector<complex> &x,
+                        Vector<complex> &y) {
+    std::fill(y.begin(), y.end(), complex{});
+    for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
+        complex row;
+        for (std::size_t j = 0; j < static_cast<std::size_t>(n); ++j) {
+            const complex v = V[i][j];
+            row = c_add(row, c_mul(v, x[j]));
+            y[j] = c_sub(y[j], c_mul(c_conj(v), x[i]));
+        }
+        y[i] = c_add(y[i], row);
+    }
+    for (complex &z : y) {
+        z = {0.5 * z.im, -0.5 * z.re};
+    }
+}
+
+// States in a crystal are damped by nothing at least and by the largest eigenvalue of the
+// absorptive part at most (in one that feeds them the other way round): half of it, 1/A^2, by
+// powers of the matrix on the incident beam. 0 where that is no number.
+double middle_absorption(const TiltProblem &problem) {
+    constexpr int turns = 10;
+    const int n = problem.sd.beams.size();
+    Vector<complex> x(n), y(n);
+    x[0] = {1.0, 0.0};
+    double quotient = 0.0;
+    for (int turn = 0; turn < turns; ++turn) {
+        absorptive_product(n, problem.V, x, y);
+        complex product;
+        double square = 0.0;
+        for (std::size_t i = 0; i < x.size(); ++i) {
+            product = c_add(product, c_mul(c_conj(x[i]), y[i]));
+            square += c_norm(y[i]);
+        }
+        quotient = product.re;
+        if (!(square > 0.0)) {
+            break;
+        }
+        const double length = std::sqrt(square);
+        for (std::size_t i = 0; i < x.size(); ++i) {
+            x[i] = {y[i].re / length, y[i].im / length};
+        }
+    }
+    const double U_per_V = matrix_units(problem.sd.beam.acc_voltage, problem.V[0][0]).U_per_V;
+    return std::isfinite(quotient) ? 0.5 * U_per_V * quotient : 0.0;
+}
+
 } // namespace
 
-PropagationWork::PropagationWork(int width, int n_max, int n_out, int n_thick)
-    : max_terms(most_terms(n_max)), two_K_s(width, n_max), beta(width, n_max),
-      coefficients(count_of(count_coefficients(n_max, n_thick))),
-      sums(count_of(count_sums(n_out, n_thick))), reals(count_of(count_reals(n_max))) {
+PropagationWork::PropagationWork(const TiltProblem &problem, int width)
+    : max_terms(most_terms(problem.sd.beams.size())), absorption(middle_absorption(problem)),
+      two_K_s(width, problem.sd.beams.size()), beta(width, problem.sd.beams.size()),
+      squares(count_of(count_squares(problem.sd.beams.size()))) {
+    const int n_max = problem.sd.beams.size();
+    const auto n_out = static_cast<int>(problem.sd.reflections.size());
+    const auto n_thick = static_cast<int>(problem.sd.thicknesses.size());
+    coefficients = Vector<double>(count_of(count_coefficients(n_max, n_thick)));
+    sums = Vector<double>(count_of(count_sums(n_out, n_thick)));
+    reals = Vector<double>(count_of(count_reals(n_max)));
     const auto n_tilts = static_cast<std::size_t>(width);
     served.reserve(n_tilts);
     tilts.reserve(n_tilts);
@@ -61,12 +119,15 @@ PropagationWork::PropagationWork(int width, int n_max, int n_out, int n_thick)
     }
 }
 
-double propagation_bytes(int width, int n_max, int n_out, int n_thick) {
+double propagation_bytes(const Sd &sd, int width) {
+    const int n_max = sd.beams.size();
+    const auto n_out = static_cast<int>(sd.reflections.size());
+    const auto n_thick = static_cast<int>(sd.thicknesses.size());
     const double per_tilt = sizeof(PropagatedTilt) + 2.0 * sizeof(double) * n_max;
     const double lists = sizeof(int) * (1.0 * n_max + 2.0 * n_out);
     return width * per_tilt + lists +
-           sizeof(double) * (count_reals(n_max) + count_coefficients(n_max, n_thick) +
-                             count_sums(n_out, n_thick));
+           sizeof(double) * (count_reals(n_max) + count_squares(n_max) +
+                             count_coefficients(n_max, n_thick) + count_sums(n_out, n_thick));
 }
 
 namespace {
@@ -174,7 +235,7 @@ void split_potential(const complex *const *V, double U_per_V, PropagationWork &w
 }
 
 // The expansion of a tilt of the block.
-Expansion expansion_of(const TiltProblem &problem, const PropagatedTilt &tilt, double absorption,
+Expansion expansion_of(const TiltProblem &problem, const PropagatedTilt &tilt,
                        PropagationWork &work) {
     const double *two_K_s = work.two_K_s[static_cast<std::size_t>(tilt.tilt)];
     const double *beta = work.beta[static_cast<std::size_t>(tilt.tilt)];
@@ -185,8 +246,9 @@ Expansion expansion_of(const TiltProblem &problem, const PropagatedTilt &tilt, d
         work.middle[i] = exact ? two_K_s[g] / beta[g] : 0.0;
         work.factor[i] = exact ? 1.0 / beta[g] : 0.0;
     }
-    return settle_expansion(spectrum_bounds(work.spectrum_task(static_cast<int>(n))), absorption,
-                            tilt.expansion.K_n, problem.sd.thicknesses, work.max_terms);
+    return settle_expansion(spectrum_bounds(work.spectrum_task(static_cast<int>(n))),
+                            work.absorption, tilt.expansion.K_n, problem.sd.thicknesses,
+                            work.max_terms);
 }
 
 // Tilts that go through the recurrence together.
@@ -223,6 +285,7 @@ void load_strip(const TiltProblem &problem, TiltStrip strip_tilts, double absorp
         fill_coefficients(strip_tilts[c].expansion, problem.sd.thicknesses, terms,
                           work.coefficients.data() + c, strip);
         work.x.re[c] = work.x.sum[c] = 1.0;
+        work.squares[c] = 1.0;
     }
 }
 
@@ -245,7 +308,8 @@ void sum_terms(const TiltProblem &problem, TiltStrip strip_tilts, PropagationWor
     sum.rows = work.rows.data();
     sum.n_sets = static_cast<int>(problem.sd.thicknesses.size());
     const std::ptrdiff_t sums_each = std::ptrdiff_t{2 * strip} * sum.n_out * sum.n_sets;
-    BlockTerm step = {n, work.packed, work.x, work.y, work.scale, work.diag_re, work.diag_im};
+    BlockTerm step = {n,          work.packed,  work.x,       work.y,
+                      work.scale, work.diag_re, work.diag_im, nullptr};
     for (int k = 0;; ++k) {
         sum.weights = work.coefficients.data() + std::ptrdiff_t{k} * sum.n_sets * strip;
         sum.x = step.x;
@@ -255,6 +319,7 @@ void sum_terms(const TiltProblem &problem, TiltStrip strip_tilts, PropagationWor
             return;
         }
         stop_columns(strip_tilts, k + 1, work);
+        step.square = work.squares.data() + std::ptrdiff_t{k + 1} * strip;
         kernels().block_term(step);
         std::swap(step.x, step.y);
         if (k == 0) {
@@ -266,18 +331,6 @@ void sum_terms(const TiltProblem &problem, TiltStrip strip_tilts, PropagationWor
     }
 }
 
-// Length of the last two terms of a column.
-double column_length(std::size_t c, const PropagationWork &work) {
-    double square = 0.0;
-    for (std::size_t i = 0; i < work.beams.size(); ++i) {
-        const std::size_t at = i * strip + c;
-        for (const double part : {work.x.re[at], work.x.im[at], work.y.re[at], work.y.im[at]}) {
-            square += part * part;
-        }
-    }
-    return std::sqrt(square);
-}
-
 void store_column(const TiltProblem &problem, const PropagatedTilt &tilt, std::size_t c,
                   const PropagationWork &work, complex *const *table) {
     const std::vector<double> &thicknesses = problem.sd.thicknesses;
@@ -285,25 +338,27 @@ void store_column(const TiltProblem &problem, const PropagatedTilt &tilt, std::s
     for (std::size_t o = 0; o < problem.sd.reflections.size(); ++o) {
         std::fill_n(table[o], n_thick, complex{});
     }
+    const double *beta = work.beta[static_cast<std::size_t>(tilt.tilt)];
     const double *even = work.sums.data() + c;
     const double *odd = even + 2 * strip * n_thick * work.rows.size();
     for (const int o : work.outputs) {
         for (std::size_t k = 0; k < n_thick; ++k, even += 2 * strip, odd += 2 * strip) {
-            table[o][k] = joined(tilt.expansion, thicknesses[k], {even[0], even[strip]},
-                                 {odd[0], odd[strip]});
+            if (beta[problem.sd.reflections[static_cast<std::size_t>(o)]] > 0.0) {
+                table[o][k] = joined(tilt.expansion, thicknesses[k], {even[0], even[strip]},
+                                     {odd[0], odd[strip]});
+            }
         }
     }
 }
 
 // Drops the tilts that cannot be served and puts the longest series first, equal ones in order.
-void settle_tilts(const TiltProblem &problem, double absorption, bool finite,
-                  PropagationWork &work) {
+void settle_tilts(const TiltProblem &problem, bool finite, PropagationWork &work) {
     const auto cannot = [&](PropagatedTilt &t) {
         if (!finite &&
             !has_finite_couplings(problem.V, work.beta[static_cast<std::size_t>(t.tilt)], work)) {
             return true;
         }
-        t.expansion = expansion_of(problem, t, absorption, work);
+        t.expansion = expansion_of(problem, t, work);
         return t.expansion.terms > work.max_terms;
     };
     std::erase_if(work.tilts, cannot);
@@ -319,7 +374,7 @@ void propagate_side_by_side(const TiltProblem &problem, const MatrixUnits &units
     collect_beams(problem, work);
     const bool finite = pack_potential(problem.V, units.U_per_V, work);
     split_potential(problem.V, units.U_per_V, work);
-    settle_tilts(problem, units.U0.im, finite, work);
+    settle_tilts(problem, finite, work);
     for (TiltStrip rest = work.tilts; !rest.empty();) {
         const TiltStrip now = rest.first(std::min<std::size_t>(rest.size(), strip));
         rest = rest.subspan(now.size());
@@ -327,7 +382,8 @@ void propagate_side_by_side(const TiltProblem &problem, const MatrixUnits &units
         sum_terms(problem, now, work);
         for (std::size_t c = 0; c < now.size(); ++c) {
             const auto i = static_cast<std::size_t>(now[c].tilt);
-            if (is_accurate(now[c].expansion, problem.sd.thicknesses, column_length(c, work))) {
+            if (is_accurate(now[c].expansion, problem.sd.thicknesses, work.coefficients.data() + c,
+                            strip, work.squares.data() + c, strip)) {
                 store_column(problem, now[c], c, work, tables[i]);
                 work.served[i] = 1;
             }

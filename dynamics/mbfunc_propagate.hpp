@@ -27,12 +27,13 @@ struct PropagatedTilt {
 // Everything that propagating a block of tilts writes. Orders: N beams of the global list.
 struct PropagationWork {
     // For at most `width` tilts a block; whole strips of them cost least.
-    PropagationWork(int width, int n_max, int n_out, int n_thick);
+    PropagationWork(const TiltProblem &problem, int width);
 
     std::vector<char> served; // [tilt] of the last block: whether its table is filled
 
     // Scratch.
     int max_terms = 0;
+    double absorption = 0.0;           // middle of the absorption of all states, 1/A^2
     std::vector<PropagatedTilt> tilts; // those that go side by side
     Matrix<double> two_K_s;            // [tilt][global beam] 1/A^2
     Matrix<double> beta;               // [tilt][global beam], 0 for one that is not exact
@@ -40,6 +41,7 @@ struct PropagationWork {
     std::vector<int> rows;             // rows of the output beams that are among them
     std::vector<int> outputs;          // their positions in the output list
     Vector<double> coefficients;       // [term][thickness][column]
+    Vector<double> squares;            // [term][column] squared lengths of the terms
     Vector<double> sums;               // [parity][output beam][thickness][re, im][column]
     Vector<double> reals;              // what the pointers below point into
     double *packed = nullptr;          // the matrix as the kernels take it
@@ -60,7 +62,7 @@ struct PropagationWork {
 };
 
 // Bytes that such a record takes.
-double propagation_bytes(int width, int n_max, int n_out, int n_thick);
+double propagation_bytes(const Sd &sd, int width);
 
 // Amplitudes of the output beams at all thicknesses for a block of incidences:
 // tables[i][output beam][thickness], as calc_amplitudes gives them for a solved tilt with all

@@ -23,12 +23,11 @@ void pack_folded(int n, const complex *const *B, double *packed) {
     }
 }
 
-// Its Hermitian part for the bounds. Returns the mean of the imaginary diagonal.
-double split_folded(int n, const complex *const *B, PropagationWork &work) {
+// Its Hermitian part for the bounds.
+void split_folded(int n, const complex *const *B, PropagationWork &work) {
     const auto at = [&](int i, int j) -> double & {
         return work.modulus[i * std::ptrdiff_t{n} + j];
     };
-    double absorption = 0.0;
     for (int i = 0; i < n; ++i) {
         for (int j = 0; j < i; ++j) {
             const double size = 0.5 * std::sqrt(c_norm(c_add(B[i][j], c_conj(B[j][i]))));
@@ -38,9 +37,7 @@ double split_folded(int n, const complex *const *B, PropagationWork &work) {
         at(i, i) = 0.0;
         work.middle[i] = B[i][i].re;
         work.factor[i] = 1.0;
-        absorption += B[i][i].im;
     }
-    return absorption / n;
 }
 
 // sums[parity][output beam][thickness] (re, im) += weight of the thickness times the amplitude.
@@ -62,9 +59,9 @@ void add_term(const TiltProblem &problem, const WorkCalInt &tilt, int term, cons
     }
 }
 
-// All terms of the expansion; returns the length that the last two have grown to.
-double sum_terms(const TiltProblem &problem, const WorkCalInt &tilt, const Expansion &e,
-                 PropagationWork &work) {
+// All terms of the expansion.
+void sum_terms(const TiltProblem &problem, const WorkCalInt &tilt, const Expansion &e,
+               PropagationWork &work) {
     const int n = tilt.n_exact;
     const int padded = round_up_strip(n);
     StripVectors x = work.x;
@@ -73,13 +70,15 @@ double sum_terms(const TiltProblem &problem, const WorkCalInt &tilt, const Expan
         std::fill_n(part, padded, 0.0);
     }
     x.re[0] = std::sqrt(tilt.beta_selected[0]);
-    SingleTerm step = {n,       work.packed, nullptr,        nullptr,
-                       nullptr, nullptr,     1.0 / e.radius, e.centre};
+    work.squares[0] = tilt.beta_selected[0];
+    SingleTerm step = {n,       work.packed,    nullptr,  nullptr, nullptr,
+                       nullptr, 1.0 / e.radius, e.centre, nullptr};
     for (int k = 0;; ++k) {
         add_term(problem, tilt, k, x.re, x.im, work);
         if (k + 1 == e.terms) {
-            break;
+            return;
         }
+        step.square = work.squares.data() + k + 1;
         step.xr = x.re;
         step.xi = x.im;
         step.yr = y.re;
@@ -88,11 +87,6 @@ double sum_terms(const TiltProblem &problem, const WorkCalInt &tilt, const Expan
         std::swap(x, y);
         step.scale = 2.0 / e.radius;
     }
-    double length = 0.0;
-    for (int i = 0; i < n; ++i) {
-        length += x.re[i] * x.re[i] + x.im[i] * x.im[i] + y.re[i] * y.re[i] + y.im[i] * y.im[i];
-    }
-    return std::sqrt(length);
 }
 
 void store_amplitudes(const TiltProblem &problem, const WorkCalInt &tilt, const Expansion &e,
@@ -129,15 +123,16 @@ bool propagate_folded(const TiltProblem &problem, WorkCalInt &tilt, PropagationW
         return false;
     }
     pack_folded(n, tilt.B.get(), work.packed);
-    const double absorption = split_folded(n, tilt.B.get(), work);
-    const Expansion e = settle_expansion(spectrum_bounds(work.spectrum_task(n)), absorption,
+    split_folded(n, tilt.B.get(), work);
+    const Expansion e = settle_expansion(spectrum_bounds(work.spectrum_task(n)), work.absorption,
                                          tilt.K_n, sd.thicknesses, work.max_terms);
     if (e.terms > work.max_terms) {
         return false;
     }
     fill_coefficients(e, sd.thicknesses, e.terms, work.coefficients.data(), 1);
     zero_elements(work.sums.data(), 4 * sd.reflections.size() * sd.thicknesses.size());
-    if (!is_accurate(e, sd.thicknesses, sum_terms(problem, tilt, e, work))) {
+    sum_terms(problem, tilt, e, work);
+    if (!is_accurate(e, sd.thicknesses, work.coefficients.data(), 1, work.squares.data(), 1)) {
         return false;
     }
     store_amplitudes(problem, tilt, e, work, table);

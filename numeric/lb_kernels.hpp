@@ -88,6 +88,7 @@ struct BlockTerm {
     const double *scale = nullptr; // n x strip each
     const double *diag_re = nullptr;
     const double *diag_im = nullptr;
+    double *square = nullptr; // strip; out: squared length of each column of y
 };
 
 // sum[o][k] += weights[k] x[rows[o]], column by column: real weights, n_sets x strip; sums of
@@ -113,6 +114,7 @@ struct SingleTerm {
     double *yi = nullptr;
     double scale = 0.0;
     complex centre;
+    double *square = nullptr; // out: squared length of y
 };
 
 struct Kernels {

@@ -32,8 +32,10 @@ ORVEL_INLINE void panel_product(PanelRow (&sum)[block_height], const double *a, 
     }
 }
 
-// Elements `at`.. of y <- scale (p + diag x) - y, p being the product of the matrix with x.
-ORVEL_INLINE void recur(const BlockTerm &t, std::ptrdiff_t at, const Lanes &pr, const Lanes &pi_) {
+// Elements `at`.. of y <- scale (p + diag x) - y, p being the product of the matrix with x; adds
+// their squares.
+ORVEL_INLINE void recur(const BlockTerm &t, std::ptrdiff_t at, const Lanes &pr, const Lanes &pi_,
+                        Lanes &square) {
     Lanes xr, xi, yr, yi, dr, di, s;
     load(xr, t.x.re + at);
     load(xi, t.x.im + at);
@@ -47,11 +49,13 @@ ORVEL_INLINE void recur(const BlockTerm &t, std::ptrdiff_t at, const Lanes &pr, 
     store(t.y.re + at, yr);
     store(t.y.im + at, yi);
     store(t.y.sum + at, yr + yi);
+    square += yr * yr + yi * yi;
 }
 
 ORVEL_ISA void block_term(const BlockTerm &t) {
     const std::ptrdiff_t plane = static_cast<std::ptrdiff_t>(t.n) * block_height;
     const double *a = t.packed;
+    Lanes square[vectors] = {};
     for (int i = 0; i < t.n; i += block_height, a += 3 * plane) {
         PanelRow rr[block_height], ii[block_height], both[block_height];
         panel_product(rr, a, t.x.re, t.n);
@@ -61,9 +65,13 @@ ORVEL_ISA void block_term(const BlockTerm &t) {
         for (int r = 0; r < height; ++r) {
             for (int v = 0; v < vectors; ++v) {
                 const std::ptrdiff_t at = (i + r) * std::ptrdiff_t{strip} + v * lanes;
-                recur(t, at, rr[r].v[v] - ii[r].v[v], both[r].v[v] - (rr[r].v[v] + ii[r].v[v]));
+                recur(t, at, rr[r].v[v] - ii[r].v[v], both[r].v[v] - (rr[r].v[v] + ii[r].v[v]),
+                      square[v]);
             }
         }
+    }
+    for (int v = 0; v < vectors; ++v) {
+        store(t.square + v * lanes, square[v]);
     }
 }
 
@@ -93,6 +101,7 @@ ORVEL_ISA void single_term(const SingleTerm &t) {
     spread(cr, t.centre.re);
     spread(ci, t.centre.im);
     spread(s, t.scale);
+    Lanes square = {};
     for (int i = 0; i < t.n; i += strip) {
         StripRow sum = {};
         for (int k = 0; k < t.n; ++k, b += 2 * strip) {
@@ -114,10 +123,14 @@ ORVEL_ISA void single_term(const SingleTerm &t) {
             load(xi, t.xi + at);
             load(yr, t.yr + at);
             load(yi, t.yi + at);
-            store(t.yr + at, s * (sum.re[v] - (cr * xr - ci * xi)) - yr);
-            store(t.yi + at, s * (sum.im[v] - (cr * xi + ci * xr)) - yi);
+            yr = s * (sum.re[v] - (cr * xr - ci * xi)) - yr;
+            yi = s * (sum.im[v] - (cr * xi + ci * xr)) - yi;
+            store(t.yr + at, yr);
+            store(t.yi + at, yi);
+            square += yr * yr + yi * yi;
         }
     }
+    *t.square = (square[0] + square[1]) + (square[2] + square[3]);
 }
 
 } // namespace
