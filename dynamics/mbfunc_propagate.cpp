@@ -65,6 +65,9 @@ void absorptive_product(int n, const complex *const *V, const Vector<complex> &x
 double middle_absorption(const TiltProblem &problem) {
     constexpr int turns = 10;
     const int n = problem.sd.beams.size();
+    if (n == 0) {
+        return 0.0;
+    }
     Vector<complex> x(n), y(n);
     x[0] = {1.0, 0.0};
     double quotient = 0.0;
@@ -395,9 +398,12 @@ void propagate_side_by_side(const TiltProblem &problem, const MatrixUnits &units
 
 void propagate_tilts(const TiltProblem &problem, std::span<const RealHkl> K_t, WorkCalInt &tilt,
                      PropagationWork &work, std::span<complex *const *const> tables) {
-    const MatrixUnits units = matrix_units(problem.sd.beam.acc_voltage, problem.V[0][0]);
     work.served.assign(K_t.size(), 0);
     work.tilts.clear();
+    if (problem.sd.beams.size() == 0) {
+        return;
+    }
+    const MatrixUnits units = matrix_units(problem.sd.beam.acc_voltage, problem.V[0][0]);
     for (std::size_t i = 0; i < K_t.size(); ++i) {
         select_tilt(problem, K_t[i], tilt);
         if (tilt.n_bethe > 0) {

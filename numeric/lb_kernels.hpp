@@ -1,7 +1,7 @@
-// The inner loops of the dense solvers, compiled once for any machine and once for AVX2; the table
-// of the machine at hand is chosen at the first use.
+// The inner loops of the dense solvers, compiled once for any machine and once for AVX2, those of
+// recurrences also for AVX-512; the table of the machine at hand is chosen at the first use.
 //
-// Both tables give the same bits: every element is worked on by the same operations in the same
+// All tables give the same bits: every element is worked on by the same operations in the same
 // order, sums across a row run in a fixed set of lanes, and no operations are fused. Matrices are
 // padded planes (numeric/lb_planes.hpp); kernels may read and rewrite the padding.
 #pragma once
@@ -152,6 +152,7 @@ struct Kernels {
 // cannot run.
 const Kernels *plain_kernels();
 const Kernels *avx2_kernels();
+const Kernels *avx512_kernels();
 
 // The table in use: the fastest of this machine, or the one that was set.
 const Kernels &kernels();

@@ -2,7 +2,8 @@
 // the target attribute.
 #pragma once
 
-#include "numeric/lb_kernels_qr.hpp"
+#include "numeric/lb_kernels.hpp"
+#include "numeric/lb_lanes.hpp"
 
 namespace orvel {
 namespace {
@@ -11,23 +12,43 @@ struct PanelRow {
     Lanes v[vectors];
 };
 
-// sum over k of a_rk x_k for the rows r of one panel and a strip of columns.
-ORVEL_INLINE void panel_product(PanelRow (&sum)[block_height], const double *a, const double *x,
-                                int inner) {
-    for (PanelRow &row : sum) {
-        row = {};
-    }
-    for (int k = 0; k < inner; ++k, a += block_height, x += strip) {
-        Lanes b[vectors];
-        for (int v = 0; v < vectors; ++v) {
-            load(b[v], x + v * lanes);
+// sum over k of a_rk x_k for the rows r of `count` panels and their strips of columns.
+template <int count>
+ORVEL_INLINE void panel_products(PanelRow (*sum)[block_height], const double *a,
+                                 const double *const *x, int inner) {
+    for (int p = 0; p < count; ++p) {
+        for (PanelRow &row : sum[p]) {
+            row = {};
         }
-        for (int r = 0; r < block_height; ++r) {
-            Lanes f;
-            spread(f, a[r]);
+    }
+    const std::ptrdiff_t panel = std::ptrdiff_t{inner} * block_height;
+    for (int k = 0; k < inner; ++k) {
+        for (int p = 0; p < count; ++p) {
+            Lanes b[vectors];
             for (int v = 0; v < vectors; ++v) {
-                sum[r].v[v] += f * b[v];
+                load(b[v], x[p] + k * std::ptrdiff_t{strip} + v * lanes);
             }
+            for (int r = 0; r < block_height; ++r) {
+                Lanes f;
+                spread(f, a[p * panel + k * std::ptrdiff_t{block_height} + r]);
+                for (int v = 0; v < vectors; ++v) {
+                    sum[p][r].v[v] += f * b[v];
+                }
+            }
+        }
+    }
+}
+
+// The three real products of a panel; all at once where the registers hold their sums.
+ORVEL_INLINE void panel_product(PanelRow (*sum)[block_height], const double *a,
+                                const StripVectors &x, int inner) {
+    const double *const parts[] = {x.re, x.im, x.sum};
+    if constexpr (vectors == 1) {
+        panel_products<3>(sum, a, parts, inner);
+    } else {
+        const std::ptrdiff_t panel = std::ptrdiff_t{inner} * block_height;
+        for (int p = 0; p < 3; ++p) {
+            panel_products<1>(sum + p, a + p * panel, parts + p, inner);
         }
     }
 }
@@ -57,16 +78,15 @@ ORVEL_ISA void block_term(const BlockTerm &t) {
     const double *a = t.packed;
     Lanes square[vectors] = {};
     for (int i = 0; i < t.n; i += block_height, a += 3 * plane) {
-        PanelRow rr[block_height], ii[block_height], both[block_height];
-        panel_product(rr, a, t.x.re, t.n);
-        panel_product(ii, a + plane, t.x.im, t.n);
-        panel_product(both, a + 2 * plane, t.x.sum, t.n);
+        PanelRow sum[3][block_height];
+        panel_product(sum, a, t.x, t.n);
         const int height = t.n - i < block_height ? t.n - i : block_height;
         for (int r = 0; r < height; ++r) {
             for (int v = 0; v < vectors; ++v) {
                 const std::ptrdiff_t at = (i + r) * std::ptrdiff_t{strip} + v * lanes;
-                recur(t, at, rr[r].v[v] - ii[r].v[v], both[r].v[v] - (rr[r].v[v] + ii[r].v[v]),
-                      square[v]);
+                const Lanes &p = sum[0][r].v[v];
+                const Lanes &q = sum[1][r].v[v];
+                recur(t, at, p - q, sum[2][r].v[v] - (p + q), square[v]);
             }
         }
     }
@@ -101,9 +121,10 @@ ORVEL_ISA void single_term(const SingleTerm &t) {
     spread(cr, t.centre.re);
     spread(ci, t.centre.im);
     spread(s, t.scale);
-    Lanes square = {};
+    Lanes square[vectors] = {};
     for (int i = 0; i < t.n; i += strip) {
-        StripRow sum = {};
+        Lanes re[vectors] = {};
+        Lanes im[vectors] = {};
         for (int k = 0; k < t.n; ++k, b += 2 * strip) {
             Lanes xr, xi;
             spread(xr, t.xr[k]);
@@ -112,8 +133,8 @@ ORVEL_ISA void single_term(const SingleTerm &t) {
                 Lanes br, bi;
                 load(br, b + v * lanes);
                 load(bi, b + strip + v * lanes);
-                sum.re[v] += xr * br - xi * bi;
-                sum.im[v] += xr * bi + xi * br;
+                re[v] += xr * br - xi * bi;
+                im[v] += xr * bi + xi * br;
             }
         }
         for (int v = 0; v < vectors; ++v) {
@@ -123,14 +144,19 @@ ORVEL_ISA void single_term(const SingleTerm &t) {
             load(xi, t.xi + at);
             load(yr, t.yr + at);
             load(yi, t.yi + at);
-            yr = s * (sum.re[v] - (cr * xr - ci * xi)) - yr;
-            yi = s * (sum.im[v] - (cr * xi + ci * xr)) - yi;
+            yr = s * (re[v] - (cr * xr - ci * xi)) - yr;
+            yi = s * (im[v] - (cr * xi + ci * xr)) - yi;
             store(t.yr + at, yr);
             store(t.yi + at, yi);
-            square += yr * yr + yi * yi;
+            square[v] += yr * yr + yi * yi;
         }
     }
-    *t.square = (square[0] + square[1]) + (square[2] + square[3]);
+    double part[strip];
+    for (int v = 0; v < vectors; ++v) {
+        store(part + v * lanes, square[v]);
+    }
+    *t.square =
+        ((part[0] + part[1]) + (part[2] + part[3])) + ((part[4] + part[5]) + (part[6] + part[7]));
 }
 
 } // namespace
