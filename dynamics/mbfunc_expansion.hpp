@@ -23,9 +23,9 @@ struct Interval {
 // M off the diagonal. A row of factor 0 takes no part. weight, product: scratch.
 struct SpectrumTask {
     int n = 0;
-    const double *modulus = nullptr; // n x n, symmetric, zero diagonal
-    const double *middle = nullptr;
-    const double *factor = nullptr;
+    double *modulus = nullptr; // n x n, symmetric, zero diagonal
+    double *middle = nullptr;
+    double *factor = nullptr;
     double *weight = nullptr;
     double *product = nullptr;
 };

@@ -10,131 +10,6 @@ namespace orvel {
 
 namespace {
 
-// Terms beyond which the eigen-solution is the faster road.
-int most_terms(int n_max) {
-    return 16 * n_max + 256;
-}
-
-int padded_order(int n_max) {
-    return round_up_strip(n_max);
-}
-
-std::size_t count_of(double product) {
-    return static_cast<std::size_t>(product);
-}
-
-// Doubles of the packed matrix, the moduli, four vectors and nine strips, with room for alignment.
-double count_reals(int n_max) {
-    const double n = padded_order(n_max);
-    return 4.0 * n * n + 4.0 * n + 9.0 * strip * n + strip * strip;
-}
-
-double count_coefficients(int n_max, int n_thick) {
-    return double{strip} * most_terms(n_max) * n_thick;
-}
-
-double count_squares(int n_max) {
-    return double{strip} * most_terms(n_max);
-}
-
-double count_sums(int n_out, int n_thick) {
-    return 4.0 * strip * n_out * n_thick;
-}
-
-// y <- (V - V^H) x / 2i: the absorptive part of the potential, volts.
-void absorptive_product(int n, const complex *const *V, const Vector<complex> &x,
-                        Vector<complex> &y) {
-    std::fill(y.begin(), y.end(), complex{});
-    for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
-        complex row;
-        for (std::size_t j = 0; j < static_cast<std::size_t>(n); ++j) {
-            const complex v = V[i][j];
-            row = c_add(row, c_mul(v, x[j]));
-            y[j] = c_sub(y[j], c_mul(c_conj(v), x[i]));
-        }
-        y[i] = c_add(y[i], row);
-    }
-    for (complex &z : y) {
-        z = {0.5 * z.im, -0.5 * z.re};
-    }
-}
-
-// States in a crystal are damped by nothing at least and by the largest eigenvalue of the
-// absorptive part at most (in one that feeds them the other way round): half of it, 1/A^2, by
-// powers of the matrix on the incident beam. 0 where that is no number.
-double middle_absorption(const TiltProblem &problem) {
-    constexpr int turns = 10;
-    const int n = problem.sd.beams.size();
-    if (n == 0) {
-        return 0.0;
-    }
-    Vector<complex> x(n), y(n);
-    x[0] = {1.0, 0.0};
-    double quotient = 0.0;
-    for (int turn = 0; turn < turns; ++turn) {
-        absorptive_product(n, problem.V, x, y);
-        complex product;
-        double square = 0.0;
-        for (std::size_t i = 0; i < x.size(); ++i) {
-            product = c_add(product, c_mul(c_conj(x[i]), y[i]));
-            square += c_norm(y[i]);
-        }
-        quotient = product.re;
-        if (!(square > 0.0)) {
-            break;
-        }
-        const double length = std::sqrt(square);
-        for (std::size_t i = 0; i < x.size(); ++i) {
-            x[i] = {y[i].re / length, y[i].im / length};
-        }
-    }
-    const double U_per_V = matrix_units(problem.sd.beam.acc_voltage, problem.V[0][0]).U_per_V;
-    return std::isfinite(quotient) ? 0.5 * U_per_V * quotient : 0.0;
-}
-
-} // namespace
-
-PropagationWork::PropagationWork(const TiltProblem &problem, int width)
-    : max_terms(most_terms(problem.sd.beams.size())), absorption(middle_absorption(problem)),
-      two_K_s(width, problem.sd.beams.size()), beta(width, problem.sd.beams.size()),
-      squares(count_of(count_squares(problem.sd.beams.size()))) {
-    const int n_max = problem.sd.beams.size();
-    const auto n_out = static_cast<int>(problem.sd.reflections.size());
-    const auto n_thick = static_cast<int>(problem.sd.thicknesses.size());
-    coefficients = Vector<double>(count_of(count_coefficients(n_max, n_thick)));
-    sums = Vector<double>(count_of(count_sums(n_out, n_thick)));
-    reals = Vector<double>(count_of(count_reals(n_max)));
-    const auto n_tilts = static_cast<std::size_t>(width);
-    served.reserve(n_tilts);
-    tilts.reserve(n_tilts);
-    beams.reserve(static_cast<std::size_t>(n_max));
-    rows.reserve(static_cast<std::size_t>(n_out));
-    outputs.reserve(static_cast<std::size_t>(n_out));
-    PlaneDealer dealer(reals);
-    const int n = padded_order(n_max);
-    packed = dealer.vector(3 * n * n);
-    modulus = dealer.vector(n * n);
-    for (double **part : {&middle, &factor, &weight, &product}) {
-        *part = dealer.vector(n);
-    }
-    for (double **part : {&x.re, &x.im, &x.sum, &y.re, &y.im, &y.sum, &scale, &diag_re, &diag_im}) {
-        *part = dealer.vector(n * strip);
-    }
-}
-
-double propagation_bytes(const Sd &sd, int width) {
-    const int n_max = sd.beams.size();
-    const auto n_out = static_cast<int>(sd.reflections.size());
-    const auto n_thick = static_cast<int>(sd.thicknesses.size());
-    const double per_tilt = sizeof(PropagatedTilt) + 2.0 * sizeof(double) * n_max;
-    const double lists = sizeof(int) * (1.0 * n_max + 2.0 * n_out);
-    return width * per_tilt + lists +
-           sizeof(double) * (count_reals(n_max) + count_squares(n_max) +
-                             count_coefficients(n_max, n_thick) + count_sums(n_out, n_thick));
-}
-
-namespace {
-
 // Keeps the selected tilt for the block, if its geometry can be propagated.
 void keep_tilt(int i, const WorkCalInt &tilt, double K, PropagationWork &work) {
     double *two_K_s = work.two_K_s[static_cast<std::size_t>(i)];
@@ -149,7 +24,7 @@ void keep_tilt(int i, const WorkCalInt &tilt, double K, PropagationWork &work) {
         }
     }
     if (tilt.n_exact > 0) {
-        work.tilts.push_back({i, {}});
+        work.tilts.push_back({i, tilt.n_exact, {}});
         work.tilts.back().expansion.K_n = tilt.K_n;
     }
 }
@@ -200,7 +75,7 @@ bool pack_potential(const complex *const *V, double U_per_V, PropagationWork &wo
     const int n = static_cast<int>(work.beams.size());
     const std::ptrdiff_t plane = std::ptrdiff_t{n} * block_height;
     bool finite = true;
-    double *panel = work.packed;
+    double *panel = work.step.packed;
     for (int first = 0; first < n; first += block_height, panel += 3 * plane) {
         for (int r = 0; r < block_height; ++r) {
             const int i = first + r;
@@ -222,17 +97,19 @@ bool pack_potential(const complex *const *V, double U_per_V, PropagationWork &wo
     return finite;
 }
 
-// work.modulus <- moduli of the Hermitian part of the off-diagonal elements.
+// Moduli of the Hermitian part of the off-diagonal elements, for the bounds.
 void split_potential(const complex *const *V, double U_per_V, PropagationWork &work) {
     const auto n = work.beams.size();
+    double *modulus = work.bounds.modulus;
+    work.bounds.n = static_cast<int>(n);
     for (std::size_t i = 0; i < n; ++i) {
         const int g = work.beams[i];
-        work.modulus[i * n + i] = 0.0;
+        modulus[i * n + i] = 0.0;
         for (std::size_t j = 0; j < i; ++j) {
             const int h = work.beams[j];
             const complex sum = c_add(V[g][h], c_conj(V[h][g]));
             const double size = 0.5 * U_per_V * std::sqrt(c_norm(sum));
-            work.modulus[i * n + j] = work.modulus[j * n + i] = std::isfinite(size) ? size : 0.0;
+            modulus[i * n + j] = modulus[j * n + i] = std::isfinite(size) ? size : 0.0;
         }
     }
 }
@@ -242,16 +119,14 @@ Expansion expansion_of(const TiltProblem &problem, const PropagatedTilt &tilt,
                        PropagationWork &work) {
     const double *two_K_s = work.two_K_s[static_cast<std::size_t>(tilt.tilt)];
     const double *beta = work.beta[static_cast<std::size_t>(tilt.tilt)];
-    const auto n = work.beams.size();
-    for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t i = 0; i < work.beams.size(); ++i) {
         const int g = work.beams[i];
         const bool exact = beta[g] > 0.0;
-        work.middle[i] = exact ? two_K_s[g] / beta[g] : 0.0;
-        work.factor[i] = exact ? 1.0 / beta[g] : 0.0;
+        work.bounds.middle[i] = exact ? two_K_s[g] / beta[g] : 0.0;
+        work.bounds.factor[i] = exact ? 1.0 / beta[g] : 0.0;
     }
-    return settle_expansion(spectrum_bounds(work.spectrum_task(static_cast<int>(n))),
-                            work.absorption, tilt.expansion.K_n, problem.sd.thicknesses,
-                            work.max_terms);
+    return settle_expansion(spectrum_bounds(work.bounds), work.absorption, tilt.expansion.K_n,
+                            problem.sd.thicknesses, most_terms(tilt.n_exact));
 }
 
 // Tilts that go through the recurrence together.
@@ -262,13 +137,14 @@ void load_column(const PropagatedTilt &tilt, int c, double absorption, Propagati
     const double *two_K_s = work.two_K_s[static_cast<std::size_t>(tilt.tilt)];
     const double *beta = work.beta[static_cast<std::size_t>(tilt.tilt)];
     const Expansion &e = tilt.expansion;
+    const BlockTerm &s = work.step;
     for (std::size_t i = 0; i < work.beams.size(); ++i) {
         const int g = work.beams[i];
         const std::size_t at = i * strip + static_cast<std::size_t>(c);
         const bool exact = beta[g] > 0.0;
-        work.scale[at] = exact ? 1.0 / (beta[g] * e.radius) : 0.0;
-        work.diag_re[at] = exact ? two_K_s[g] - e.centre.re * beta[g] : 0.0;
-        work.diag_im[at] = exact ? absorption - e.centre.im * beta[g] : 0.0;
+        s.scale[at] = exact ? 1.0 / (beta[g] * e.radius) : 0.0;
+        s.diag_re[at] = exact ? two_K_s[g] - e.centre.re * beta[g] : 0.0;
+        s.diag_im[at] = exact ? absorption - e.centre.im * beta[g] : 0.0;
     }
 }
 
@@ -277,8 +153,9 @@ void load_strip(const TiltProblem &problem, TiltStrip strip_tilts, double absorp
     const std::size_t n_thick = problem.sd.thicknesses.size();
     const int terms = strip_tilts.front().expansion.terms;
     const std::size_t count = work.beams.size() * strip;
-    for (double *part : {work.x.re, work.x.im, work.x.sum, work.y.re, work.y.im, work.y.sum,
-                         work.scale, work.diag_re, work.diag_im}) {
+    const BlockTerm &s = work.step;
+    for (double *part :
+         {s.x.re, s.x.im, s.x.sum, s.y.re, s.y.im, s.y.sum, s.scale, s.diag_re, s.diag_im}) {
         zero_elements(part, count);
     }
     zero_elements(work.coefficients.data(), static_cast<std::size_t>(terms) * n_thick * strip);
@@ -287,7 +164,7 @@ void load_strip(const TiltProblem &problem, TiltStrip strip_tilts, double absorp
         load_column(strip_tilts[c], static_cast<int>(c), absorption, work);
         fill_coefficients(strip_tilts[c].expansion, problem.sd.thicknesses, terms,
                           work.coefficients.data() + c, strip);
-        work.x.re[c] = work.x.sum[c] = 1.0;
+        s.x.re[c] = s.x.sum[c] = 1.0;
         work.squares[c] = 1.0;
     }
 }
@@ -297,7 +174,7 @@ void stop_columns(TiltStrip strip_tilts, int terms, PropagationWork &work) {
     for (std::size_t c = 0; c < strip_tilts.size(); ++c) {
         if (strip_tilts[c].expansion.terms == terms) {
             for (std::size_t i = 0; i < work.beams.size(); ++i) {
-                work.scale[i * strip + c] = 0.0;
+                work.step.scale[i * strip + c] = 0.0;
             }
         }
     }
@@ -311,8 +188,8 @@ void sum_terms(const TiltProblem &problem, TiltStrip strip_tilts, PropagationWor
     sum.rows = work.rows.data();
     sum.n_sets = static_cast<int>(problem.sd.thicknesses.size());
     const std::ptrdiff_t sums_each = std::ptrdiff_t{2 * strip} * sum.n_out * sum.n_sets;
-    BlockTerm step = {n,          work.packed,  work.x,       work.y,
-                      work.scale, work.diag_re, work.diag_im, nullptr};
+    BlockTerm step = work.step;
+    step.n = n;
     for (int k = 0;; ++k) {
         sum.weights = work.coefficients.data() + std::ptrdiff_t{k} * sum.n_sets * strip;
         sum.x = step.x;
@@ -328,7 +205,7 @@ void sum_terms(const TiltProblem &problem, TiltStrip strip_tilts, PropagationWor
         if (k == 0) {
             // T_1(x) = x is followed by T_k+1(x) = 2 x T_k(x) - T_k-1(x).
             for (int i = 0; i < n * strip; ++i) {
-                work.scale[i] *= 2.0;
+                work.step.scale[i] *= 2.0;
             }
         }
     }
@@ -362,7 +239,7 @@ void settle_tilts(const TiltProblem &problem, bool finite, PropagationWork &work
             return true;
         }
         t.expansion = expansion_of(problem, t, work);
-        return t.expansion.terms > work.max_terms;
+        return t.expansion.terms > most_terms(t.n_exact);
     };
     std::erase_if(work.tilts, cannot);
     std::sort(work.tilts.begin(), work.tilts.end(),

@@ -9,60 +9,12 @@
 // tilt with Bethe beams goes by itself under its own folded matrix.
 #pragma once
 
-#include "dynamics/mbfunc_expansion.hpp"
 #include "dynamics/mbfunc_intensity.hpp"
-#include "numeric/lb_kernels.hpp"
+#include "dynamics/work_propagate.hpp"
 
 #include <span>
-#include <vector>
 
 namespace orvel {
-
-// A tilt on its way through a block.
-struct PropagatedTilt {
-    int tilt = 0; // position in the block
-    Expansion expansion;
-};
-
-// Everything that propagating a block of tilts writes. Orders: N beams of the global list.
-struct PropagationWork {
-    // For at most `width` tilts a block; whole strips of them cost least.
-    PropagationWork(const TiltProblem &problem, int width);
-
-    std::vector<char> served; // [tilt] of the last block: whether its table is filled
-
-    // Scratch.
-    int max_terms = 0;
-    double absorption = 0.0;           // middle of the absorption of all states, 1/A^2
-    std::vector<PropagatedTilt> tilts; // those that go side by side
-    Matrix<double> two_K_s;            // [tilt][global beam] 1/A^2
-    Matrix<double> beta;               // [tilt][global beam], 0 for one that is not exact
-    std::vector<int> beams;            // global positions of all beams of the block, ascending
-    std::vector<int> rows;             // rows of the output beams that are among them
-    std::vector<int> outputs;          // their positions in the output list
-    Vector<double> coefficients;       // [term][thickness][column]
-    Vector<double> squares;            // [term][column] squared lengths of the terms
-    Vector<double> sums;               // [parity][output beam][thickness][re, im][column]
-    Vector<double> reals;              // what the pointers below point into
-    double *packed = nullptr;          // the matrix as the kernels take it
-    double *modulus = nullptr;         // of its Hermitian part, for the bounds; N x N
-    double *middle = nullptr;          // N each
-    double *factor = nullptr;
-    double *weight = nullptr;
-    double *product = nullptr;
-    StripVectors x; // the terms: N x strip
-    StripVectors y;
-    double *scale = nullptr; // N x strip each
-    double *diag_re = nullptr;
-    double *diag_im = nullptr;
-
-    SpectrumTask spectrum_task(int n) const {
-        return {n, modulus, middle, factor, weight, product};
-    }
-};
-
-// Bytes that such a record takes.
-double propagation_bytes(const Sd &sd, int width);
 
 // Amplitudes of the output beams at all thicknesses for a block of incidences:
 // tables[i][output beam][thickness], as calc_amplitudes gives them for a solved tilt with all

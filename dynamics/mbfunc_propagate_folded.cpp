@@ -26,8 +26,9 @@ void pack_folded(int n, const complex *const *B, double *packed) {
 // Its Hermitian part for the bounds.
 void split_folded(int n, const complex *const *B, PropagationWork &work) {
     const auto at = [&](int i, int j) -> double & {
-        return work.modulus[i * std::ptrdiff_t{n} + j];
+        return work.bounds.modulus[i * std::ptrdiff_t{n} + j];
     };
+    work.bounds.n = n;
     for (int i = 0; i < n; ++i) {
         for (int j = 0; j < i; ++j) {
             const double size = 0.5 * std::sqrt(c_norm(c_add(B[i][j], c_conj(B[j][i]))));
@@ -35,8 +36,8 @@ void split_folded(int n, const complex *const *B, PropagationWork &work) {
             at(j, i) = size;
         }
         at(i, i) = 0.0;
-        work.middle[i] = B[i][i].re;
-        work.factor[i] = 1.0;
+        work.bounds.middle[i] = B[i][i].re;
+        work.bounds.factor[i] = 1.0;
     }
 }
 
@@ -64,15 +65,15 @@ void sum_terms(const TiltProblem &problem, const WorkCalInt &tilt, const Expansi
                PropagationWork &work) {
     const int n = tilt.n_exact;
     const int padded = round_up_strip(n);
-    StripVectors x = work.x;
-    StripVectors y = work.y;
+    StripVectors x = work.step.x;
+    StripVectors y = work.step.y;
     for (double *part : {x.re, x.im, y.re, y.im}) {
         std::fill_n(part, padded, 0.0);
     }
     x.re[0] = std::sqrt(tilt.beta_selected[0]);
     work.squares[0] = tilt.beta_selected[0];
-    SingleTerm step = {n,       work.packed,    nullptr,  nullptr, nullptr,
-                       nullptr, 1.0 / e.radius, e.centre, nullptr};
+    SingleTerm step = {n,       work.step.packed, nullptr,  nullptr, nullptr,
+                       nullptr, 1.0 / e.radius,   e.centre, nullptr};
     for (int k = 0;; ++k) {
         add_term(problem, tilt, k, x.re, x.im, work);
         if (k + 1 == e.terms) {
@@ -122,11 +123,11 @@ bool propagate_folded(const TiltProblem &problem, WorkCalInt &tilt, PropagationW
     if (!c_matfinite(n, tilt.B.get())) {
         return false;
     }
-    pack_folded(n, tilt.B.get(), work.packed);
+    pack_folded(n, tilt.B.get(), work.step.packed);
     split_folded(n, tilt.B.get(), work);
-    const Expansion e = settle_expansion(spectrum_bounds(work.spectrum_task(n)), work.absorption,
-                                         tilt.K_n, sd.thicknesses, work.max_terms);
-    if (e.terms > work.max_terms) {
+    const Expansion e = settle_expansion(spectrum_bounds(work.bounds), work.absorption, tilt.K_n,
+                                         sd.thicknesses, most_terms(n));
+    if (e.terms > most_terms(n)) {
         return false;
     }
     fill_coefficients(e, sd.thicknesses, e.terms, work.coefficients.data(), 1);

@@ -82,12 +82,12 @@ struct StripVectors {
 // the result of another.
 struct BlockTerm {
     int n = 0;
-    const double *packed = nullptr;
+    double *packed = nullptr;
     StripVectors x;
-    StripVectors y;                // in: the term before x; out: the term after it
-    const double *scale = nullptr; // n x strip each
-    const double *diag_re = nullptr;
-    const double *diag_im = nullptr;
+    StripVectors y;          // in: the term before x; out: the term after it
+    double *scale = nullptr; // n x strip each
+    double *diag_re = nullptr;
+    double *diag_im = nullptr;
     double *square = nullptr; // strip; out: squared length of each column of y
 };
 
