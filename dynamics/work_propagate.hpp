@@ -12,7 +12,7 @@ namespace orvel {
 
 // Chebyshev terms of a tilt of n exact beams beyond which its eigen-solution is the faster road.
 inline constexpr int most_terms(int n) {
-    return 16 * n + 64;
+    return 12 * n + 64;
 }
 
 // A tilt on its way through a block.
