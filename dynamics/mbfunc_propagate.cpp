@@ -3,6 +3,7 @@
 #include "dynamics/mbfunc_matrix.hpp"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <cstddef>
 
@@ -132,7 +133,7 @@ Expansion expansion_of(const TiltProblem &problem, const PropagatedTilt &tilt,
 // Tilts that go through the recurrence together.
 using TiltStrip = std::span<const PropagatedTilt>;
 
-// Column c of the diagonal and of the scales: (2 / r) D^-1 (U + diag(m) - c D).
+// Column c of the diagonal and of the scales: D^-1 (U + diag(m) - c D) / r.
 void load_column(const PropagatedTilt &tilt, int c, double absorption, PropagationWork &work) {
     const double *two_K_s = work.two_K_s[static_cast<std::size_t>(tilt.tilt)];
     const double *beta = work.beta[static_cast<std::size_t>(tilt.tilt)];
@@ -275,6 +276,7 @@ void propagate_side_by_side(const TiltProblem &problem, const MatrixUnits &units
 
 void propagate_tilts(const TiltProblem &problem, std::span<const RealHkl> K_t, WorkCalInt &tilt,
                      PropagationWork &work, std::span<complex *const *const> tables) {
+    assert(K_t.size() <= work.beta.rows() && K_t.size() == tables.size());
     work.served.assign(K_t.size(), 0);
     work.tilts.clear();
     if (problem.sd.beams.size() == 0) {
