@@ -93,7 +93,7 @@ double largest_tau(std::span<const double> thicknesses, double K_n) {
 // ends of the interval: a longer one takes more terms, but lets the ends grow less. Hardly any
 // state there is that far off: half the logarithm of what would be lost is counted.
 double roomy_radius(double half_length, double absorption, double tau_max, int limit) {
-    constexpr double largest_loss = 5.0;    // natural logarithm
+    constexpr double largest_loss = 4.5;    // natural logarithm
     constexpr double largest_share = 0.125; // of absorption in the radius
     constexpr double step = 1.02;
     const double least = std::max(std::fabs(absorption) / largest_share, smallest_radius);
@@ -102,7 +102,7 @@ double roomy_radius(double half_length, double absorption, double tau_max, int l
         const double y = absorption / radius;
         const double a = 0.5 * (std::hypot(x + 1.0, y) + std::hypot(x - 1.0, y));
         const double z = tau_max * radius;
-        const double terms = z + 14.0 * std::cbrt(z) + 8.0; // about
+        const double terms = z + 10.0 * std::cbrt(z) + 8.0; // about
         const double loss =
             0.5 * (terms * std::acosh(std::max(a, 1.0)) - tau_max * std::fabs(absorption));
         if (!(loss > largest_loss && z < limit)) {
