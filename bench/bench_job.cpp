@@ -5,14 +5,18 @@
 #include "crystal/strct_f.hpp"
 #include "dynamics/mbfunc_intensity.hpp"
 #include "dynamics/mbfunc_potential.hpp"
+#include "dynamics/mbfunc_propagate.hpp"
 #include "dynamics/mbfunc_tilt.hpp"
 #include "input/utils.hpp"
 #include "jobs/mb_sim_pattern.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <set>
+#include <span>
 #include <string>
+#include <vector>
 
 namespace orvel::bench {
 
@@ -90,19 +94,20 @@ void bench_potential(int n) {
 
 namespace {
 
-// Silicon [001] with as many Bethe as exact beams, five thicknesses.
+// Silicon [001], five thicknesses, the nine shortest reflections given out.
 struct SiliconTilts {
     Csd csd = crystal_of(silicon_crystal());
     Sd sd;
     PotentialMatrix potential;
 
-    explicit SiliconTilts(int n) {
+    SiliconTilts(int n, int n_bethe) {
         sd.beam.inc_uvw = {0, 0, 1};
         sd.beam.nor_uvw = {0, 0, 1};
         sd.beam.base_g1 = {2.0, 2.0, 0.0};
         sd.beam.acc_voltage = 200.0;
-        sd.beams = zone_beams(2 * n);
-        sd.beams.num_exact_beam = sd.beams.num_bethe_beam = n;
+        sd.beams = zone_beams(n + n_bethe);
+        sd.beams.num_exact_beam = n;
+        sd.beams.num_bethe_beam = n_bethe;
         sd.reflections = {0, 1, 2, 3, 4, 5, 6, 7, 8};
         sd.thicknesses = {200.0, 400.0, 600.0, 800.0, 1000.0};
         epsilon.vg_select_flag = 0;
@@ -117,7 +122,7 @@ struct SiliconTilts {
 } // namespace
 
 void bench_tilt(int n) {
-    const SiliconTilts tilts(n);
+    const SiliconTilts tilts(n, n);
     const TiltProblem problem = tilts.problem();
     WorkCalInt work = alloc_work_cal_int(2 * n, 9, 5);
     Matrix<double> table(9, 5);
@@ -133,7 +138,7 @@ void bench_tilt(int n) {
 }
 
 void bench_threads(int n, int threads) {
-    SiliconTilts tilts(n);
+    SiliconTilts tilts(n, n);
     tilts.sd.grid.calc_type = 2;
     tilts.sd.grid.num_cal_pix_side = n <= 50 ? 21 : 11;
     tilts.sd.grid.disksize = 0.4;
@@ -149,6 +154,63 @@ void bench_threads(int n, int threads) {
         median_seconds({{nothing, [&] { pattern(threads); }}, {nothing, [&] { pattern(1); }}}, 11);
     const std::string name = std::to_string(threads) + " threads/1 thread, pattern";
     print_row(name.c_str(), n, t[0], t[1], 0.0, 0.0);
+}
+
+namespace {
+
+// Amplitudes [tilt][output beam][thickness] of the eigen road.
+void solve_amplitudes(const TiltProblem &problem, std::span<const RealHkl> K_t, WorkCalInt &work,
+                      Tensor<complex> &psi) {
+    for (std::size_t i = 0; i < K_t.size(); ++i) {
+        solve_tilt(problem, K_t[i], work);
+        excite_branches(work);
+        calc_amplitudes(problem, work, psi[i]);
+    }
+}
+
+// Largest deviation of intensities, in units of the incident one.
+double largest_deviation(const Tensor<complex> &a, const Tensor<complex> &b) {
+    double largest = 0.0;
+    for (std::size_t i = 0; i < a.extent(0); ++i) {
+        for (std::size_t o = 0; o < a.extent(1); ++o) {
+            for (std::size_t k = 0; k < a.extent(2); ++k) {
+                largest = std::max(largest, std::fabs(c_norm(a[i][o][k]) - c_norm(b[i][o][k])));
+            }
+        }
+    }
+    return largest;
+}
+
+} // namespace
+
+void bench_propagation(int n, int n_bethe, int flag_bs, const char *name) {
+    constexpr int width = 32;
+    SiliconTilts tilts(n, n_bethe);
+    tilts.sd.beam_search.flag_bs = flag_bs;
+    const TiltProblem problem = tilts.problem();
+    std::vector<RealHkl> K_t;
+    for (int i = 0; i < width; ++i) {
+        const double h = 0.9 * std::sin(1.0 + 1.3 * i);
+        const double g = 0.9 * std::cos(2.2 * i);
+        K_t.push_back({h + g, h - g, 0.0});
+    }
+    WorkCalInt work = alloc_work_cal_int(n + n_bethe, 9, 5);
+    PropagationWork propagation(problem, width);
+    Tensor<complex> psi(width, 9, 5), eigen(width, 9, 5), exact(width, 9, 5);
+    std::vector<complex *const *> tables;
+    for (std::size_t i = 0; i < width; ++i) {
+        tables.push_back(psi[i]);
+    }
+    const auto nothing = [] {};
+    const std::vector<double> t = median_seconds(
+        {{nothing, [&] { propagate_tilts(problem, K_t, work, propagation, tables); }},
+         {nothing, [&] { solve_amplitudes(problem, K_t, work, eigen); }}},
+        n <= 50 ? 21 : 7);
+    epsilon.eigen_eps = 1e-13;
+    solve_amplitudes(problem, K_t, work, exact);
+    epsilon.eigen_eps = EpsilonSettings{}.eigen_eps;
+    print_row(name, n, t[0] / width, t[1] / width, largest_deviation(psi, exact),
+              largest_deviation(eigen, exact));
 }
 
 } // namespace orvel::bench

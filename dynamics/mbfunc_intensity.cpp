@@ -7,6 +7,7 @@
 #include "dynamics/mbfunc_matrix.hpp"
 #include "dynamics/mbfunc_perturb.hpp"
 #include "dynamics/mbfunc_select.hpp"
+#include "numeric/cmatutil.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -67,17 +68,6 @@ void for_each_amplitude(const TiltProblem &problem, WorkCalInt &work, Put put) {
     }
 }
 
-bool is_finite(int n, const complex *const *m) {
-    for (int i = 0; i < n; ++i) {
-        for (int j = 0; j < n; ++j) {
-            if (!std::isfinite(m[i][j].re) || !std::isfinite(m[i][j].im)) {
-                return false;
-            }
-        }
-    }
-    return true;
-}
-
 // A solver that gives up leaves its outputs as they are: then they are no numbers, and not those of
 // the tilt before.
 void poison_solution(WorkCalInt &work) {
@@ -119,7 +109,7 @@ void solve_tilt(const TiltProblem &problem, const RealHkl &K_t, WorkCalInt &work
     dbg_dump_complexmat(dbg.b_mat_dump_flag, "bethe_matrix:", work.n_exact, work.B.get());
 
     poison_solution(work);
-    if (!is_finite(work.n_exact, work.B.get())) {
+    if (!c_matfinite(work.n_exact, work.B.get())) {
         return; // nothing to solve: the results of this tilt are not numbers
     }
     eigmat(work.n_exact, work.B.get(), work.eigval.data(), work.eigvec.get(), work.eigmat);

@@ -29,14 +29,17 @@ void copy_block(int rows, int cols, const complex *const *src, int first_row, in
 
 } // namespace
 
+MatrixUnits matrix_units(double voltage, complex V0) {
+    const double k0 = 1.0 / wavelength(voltage);
+    const double gamma = relativ_corr(voltage);
+    const complex U0 = vg_to_ug(V0, gamma);
+    return {std::sqrt(k0 * k0 + U0.re), U0, vg_to_ug({1.0, 0.0}, gamma).re};
+}
+
 void construct_ug_mat_slct(double voltage, const complex *const *V, const WorkCalInt &work,
                            complex *const *A) {
     const int n = work.n_exact + work.n_bethe;
-    const double k0 = 1.0 / wavelength(voltage);
-    const double gamma = relativ_corr(voltage);
-    const complex U0 = vg_to_ug(V[0][0], gamma);
-    const double K = std::sqrt(k0 * k0 + U0.re);
-    const double U_per_V = vg_to_ug({1.0, 0.0}, gamma).re;
+    const auto [K, U0, U_per_V] = matrix_units(voltage, V[0][0]);
     const int *list = work.index_list.data();
     for (int i = 0; i < n; ++i) {
         const double beta = work.beta[list[i]];

@@ -9,6 +9,14 @@
 
 namespace orvel {
 
+// What turns potentials and excitation errors into elements of the matrix.
+struct MatrixUnits {
+    double K = 0.0;       // 1/A
+    complex U0;           // of the mean potential, 1/A^2
+    double U_per_V = 0.0; // 1/(V A^2)
+};
+MatrixUnits matrix_units(double voltage, complex V0);
+
 // Fills work.A over the selected beams (work.index_list, n_exact + n_bethe) from the potential
 // matrix V (volts, global list), work.s and work.beta. Negative products of beta give NaN.
 void construct_ug_mat_slct(double voltage, const complex *const *V, const WorkCalInt &work,

@@ -2,6 +2,7 @@
 
 #include "numeric/vecmat.hpp"
 
+#include <cmath>
 #include <cstdio>
 
 namespace orvel {
@@ -83,6 +84,17 @@ void c_matsub2(int n, complex *const *a, const complex *const *b) {
             a[i][j] = c_sub(a[i][j], b[i][j]);
         }
     }
+}
+
+bool c_matfinite(int n, const complex *const *a) {
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < n; ++j) {
+            if (!std::isfinite(a[i][j].re) || !std::isfinite(a[i][j].im)) {
+                return false;
+            }
+        }
+    }
+    return true;
 }
 
 void c_matunit(int n, complex *const *a) {

@@ -27,6 +27,9 @@ void c_matmult2(int n, complex *const *a, const complex *const *b);
 void c_matadd2(int n, complex *const *a, const complex *const *b);
 void c_matsub2(int n, complex *const *a, const complex *const *b);
 
+// Whether all elements are finite.
+bool c_matfinite(int n, const complex *const *a);
+
 // Every element, on and off the diagonal, becomes 1 + 0i: a matrix of ones, not the identity.
 void c_matunit(int n, complex *const *a);
 

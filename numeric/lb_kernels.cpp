@@ -5,8 +5,12 @@ namespace orvel {
 namespace {
 
 const Kernels *fastest() {
-    const Kernels *avx2 = avx2_kernels();
-    return avx2 != nullptr ? avx2 : plain_kernels();
+    for (const Kernels *table : {avx512_kernels(), avx2_kernels()}) {
+        if (table != nullptr) {
+            return table;
+        }
+    }
+    return plain_kernels();
 }
 
 const Kernels *in_use = fastest();

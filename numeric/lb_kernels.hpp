@@ -1,7 +1,7 @@
-// The inner loops of the dense solvers, compiled once for any machine and once for AVX2; the table
-// of the machine at hand is chosen at the first use.
+// The inner loops of the dense solvers, compiled once for any machine and once for AVX2, those of
+// recurrences also for AVX-512; the table of the machine at hand is chosen at the first use.
 //
-// Both tables give the same bits: every element is worked on by the same operations in the same
+// All tables give the same bits: every element is worked on by the same operations in the same
 // order, sums across a row run in a fixed set of lanes, and no operations are fused. Matrices are
 // padded planes (numeric/lb_planes.hpp); kernels may read and rewrite the padding.
 #pragma once
@@ -62,6 +62,61 @@ struct Product {
     Planes b;
 };
 
+// Rows of a panel of a packed block matrix.
+inline constexpr int block_height = 4;
+
+// A strip of vectors side by side, one a column: element i of column c is re[i strip + c] + i im[],
+// and sum = re + im.
+struct StripVectors {
+    double *re = nullptr;
+    double *im = nullptr;
+    double *sum = nullptr;
+};
+
+// One step of a three-term recurrence on a strip of columns under a common matrix M of order n:
+//     y_i <- scale_i (sum_k m_ik x_k + diag_i x_i) - y_i,
+// scale (real) and diag of each row and column. The complex product is three real ones: with
+// p = Re M re(x), q = Im M im(x) and r = (Re M + Im M) (re(x) + im(x)) it is p - q + i (r - p - q).
+// packed: n rows in panels of block_height, the last one filled up with zeros; a panel holds the
+// three real matrices one after the other, column by column. No column of the strip has a part in
+// the result of another.
+struct BlockTerm {
+    int n = 0;
+    double *packed = nullptr;
+    StripVectors x;
+    StripVectors y;          // in: the term before x; out: the term after it
+    double *scale = nullptr; // n x strip each
+    double *diag_re = nullptr;
+    double *diag_im = nullptr;
+    double *square = nullptr; // strip; out: squared length of each column of y
+};
+
+// sum[o][k] += weights[k] x[rows[o]], column by column: real weights, n_sets x strip; sums of
+// n_out x n_sets x (re, im) x strip.
+struct BlockSum {
+    int n_out = 0;
+    const int *rows = nullptr;
+    int n_sets = 0;
+    const double *weights = nullptr;
+    StripVectors x;
+    double *sum = nullptr;
+};
+
+// The same step for a single vector under its own matrix: y <- scale (M x - centre x) - y.
+// packed: the rows in panels of a strip, the last one filled up with zeros; a panel holds one
+// column after the other, real parts, then imaginary ones. The vectors have whole strips.
+struct SingleTerm {
+    int n = 0;
+    const double *packed = nullptr;
+    const double *xr = nullptr;
+    const double *xi = nullptr;
+    double *yr = nullptr;
+    double *yi = nullptr;
+    double scale = 0.0;
+    complex centre;
+    double *square = nullptr; // out: squared length of y
+};
+
 struct Kernels {
     // R <- Q^H H: finds the rotations of the sweep from the shifted matrix and applies them to the
     // rows l..en, columns l..n-1. The subdiagonal of the block is gone afterwards.
@@ -88,12 +143,16 @@ struct Kernels {
     // sum over k = from..n-1 of u_k a_ik.
     complex (*row_sum)(const Planes &a, int i, int from, int n, const double *ur, const double *ui);
     void (*multiply)(const Product &p);
+    void (*block_term)(const BlockTerm &t);
+    void (*block_sum)(const BlockSum &s);
+    void (*single_term)(const SingleTerm &t);
 };
 
 // The tables by name, for the comparison of one with the other; null for one that this machine
 // cannot run.
 const Kernels *plain_kernels();
 const Kernels *avx2_kernels();
+const Kernels *avx512_kernels();
 
 // The table in use: the fastest of this machine, or the one that was set.
 const Kernels &kernels();

@@ -10,6 +10,7 @@
 
 #if defined(__x86_64__)
 #define ORVEL_ISA __attribute__((target("avx2")))
+#define ORVEL_LANES 4
 // g++ settles the registers of a vector type where the type is declared.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC push_options

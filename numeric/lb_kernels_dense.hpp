@@ -2,6 +2,7 @@
 // of its builds: ORVEL_ISA is the target attribute.
 #pragma once
 
+#include "numeric/lb_kernels_block.hpp"
 #include "numeric/lb_kernels_qr.hpp"
 
 namespace orvel {
@@ -252,8 +253,9 @@ ORVEL_ISA void multiply(const Product &p) {
     }
 }
 
-constexpr Kernels table = {qr_rows,   qr_columns, rotate_vectors, reflect_both, reflect_rows,
-                           upper_row, divide_row, eliminate,      row_sum,      multiply};
+constexpr Kernels table = {qr_rows,    qr_columns, rotate_vectors, reflect_both, reflect_rows,
+                           upper_row,  divide_row, eliminate,      row_sum,      multiply,
+                           block_term, block_sum,  single_term};
 
 } // namespace
 } // namespace orvel

@@ -1,5 +1,6 @@
 // The kernels for any machine.
 #define ORVEL_ISA
+#define ORVEL_LANES 4
 #include "numeric/lb_kernels_dense.hpp"
 
 namespace orvel {

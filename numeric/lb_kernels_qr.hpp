@@ -8,6 +8,7 @@
 
 #include "numeric/lb_eigmat1_scalar.hpp"
 #include "numeric/lb_kernels.hpp"
+#include "numeric/lb_lanes.hpp"
 
 #include <cmath>
 #include <cstdint>
@@ -15,30 +16,11 @@
 namespace orvel {
 namespace {
 
-using Lanes = double __attribute__((vector_size(32)));
-// The same anywhere in a row of doubles. A typedef: in an alias clang drops the alignment.
-typedef double UnalignedLanes __attribute__((vector_size(32), aligned(8), may_alias));
-using LaneMask = std::int64_t __attribute__((vector_size(32)));
-constexpr int lanes = 4;
-constexpr int vectors = strip / lanes;
-
 // One strip of a row: both planes.
 struct StripRow {
     Lanes re[vectors];
     Lanes im[vectors];
 };
-
-#define ORVEL_INLINE ORVEL_ISA inline __attribute__((always_inline))
-
-ORVEL_INLINE void load(Lanes &v, const double *p) {
-    v = *reinterpret_cast<const UnalignedLanes *>(p);
-}
-ORVEL_INLINE void store(double *p, const Lanes &v) {
-    *reinterpret_cast<UnalignedLanes *>(p) = v;
-}
-ORVEL_INLINE void spread(Lanes &v, double x) {
-    v = Lanes{x, x, x, x};
-}
 
 ORVEL_INLINE void load_strip(StripRow &row, const Planes &m, int i, int c) {
     for (int v = 0; v < vectors; ++v) {
