@@ -42,6 +42,7 @@ struct DebugFlags {
     int num_threads = 1;        // tilts solved at a time, 0: as many as there are cores
     int checkpoint_seconds = 0; // finished tilts are saved at such intervals; 0: never
     int tilt_symmetry_flag = 0; // solve one of the tilts that the crystal makes equal
+    int propagation_flag = 0;   // many tilts at once, without eigen-solutions
 };
 
 // Tolerances and method switches.

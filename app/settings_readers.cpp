@@ -54,6 +54,7 @@ constexpr Key<DebugFlags> ini_keys[] = {
     {"num_threads", &DebugFlags::num_threads},
     {"checkpoint_seconds", &DebugFlags::checkpoint_seconds},
     {"tilt_symmetry_flag", &DebugFlags::tilt_symmetry_flag},
+    {"propagation_flag", &DebugFlags::propagation_flag},
 };
 
 constexpr Key<EpsilonSettings> settings_keys[] = {

@@ -76,6 +76,7 @@ std::uint64_t fingerprint(const PatternRun &run) {
     print.add(problem.metric);
     print.add(sd.grid.kxy);
     print.add(dbg.tilt_symmetry_flag);
+    print.add(use_propagation());
     print.add(sd.reflections);
     print.add(sd.thicknesses);
     if (run.kind.phase != nullptr) {
@@ -200,6 +201,19 @@ void solve_again(PatternRun &run) {
     }
 }
 
+// How many of the tilts propagation did not serve.
+void report_propagation(const PatternRun &run) {
+    const TiltGrid &grid = run.problem.sd.grid;
+    int solved = 0;
+    for (int p = 0; p < grid.num_pix; ++p) {
+        solved += grid.pix[p].cal_flag == 1 && run.kept[p] != kept_by_propagation ? 1 : 0;
+    }
+    if (use_propagation() && solved > 0) {
+        mb_fprintf(stdout, "$$ propagation_flag: %d of %d tilts were solved one by one.\n", solved,
+                   grid.num_pix_in);
+    }
+}
+
 } // namespace
 
 Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind) {
@@ -236,6 +250,7 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
         return;
     }
     solve_again(run);
+    report_propagation(run);
     mb_fprintf(stdout, "$$Intensity output\n");
     write();
     run.checkpoint.remove();

@@ -1,7 +1,9 @@
 #include "jobs/pattern_solver.hpp"
 
 #include "app/mb_mpi.hpp"
+#include "app/ranks.hpp"
 #include "app/run_settings.hpp"
+#include "dynamics/mbfunc_propagate.hpp"
 #include "jobs/tilt_threads.hpp"
 
 #include <algorithm>
@@ -33,6 +35,15 @@ bool use_symmetry() {
     return true;
 }
 
+// Orbits of a block that is propagated: strips of the kernels, but blocks enough for every rank.
+// The same in all ranks; values do not depend on it.
+std::size_t propagated_block(std::size_t num_orbits) {
+    constexpr std::size_t blocks_of_rank = 16;
+    const auto num_ranks = static_cast<std::size_t>(ranks().size());
+    return std::clamp(num_orbits / (blocks_of_rank * num_ranks), std::size_t{strip},
+                      std::size_t{most_propagated});
+}
+
 Sd conditions_for(const Sd &sd, const std::vector<int> &reflections) {
     Sd solved;
     solved.beam = sd.beam;
@@ -45,14 +56,24 @@ Sd conditions_for(const Sd &sd, const std::vector<int> &reflections) {
 
 } // namespace
 
+bool use_propagation() {
+    return dbg.propagation_flag != 0 && epsilon.bc_accuracy == 1.0 && !tilts_write();
+}
+
 PatternSolver::PatternSolver(const TiltProblem &problem, std::span<const SymOp> ops,
                              PatternKind kind, std::FILE *log)
-    : sd_(problem.sd), kind_(kind), symmetric_(use_symmetry()),
+    : sd_(problem.sd), kind_(kind), symmetric_(use_symmetry()), propagating_(use_propagation()),
       symmetry_(symmetric_ ? find_tilt_symmetry(problem, ops) : no_symmetry(problem.sd)),
       solved_sd_(conditions_for(problem.sd, symmetry_.solved_reflections)),
       solved_problem_{solved_sd_, problem.metric, problem.V, problem.geometry, problem.abs_K} {
     if (symmetric_) {
         report_tilt_symmetry(symmetry_, log);
+    }
+    if (propagating_) {
+        block_size_ = propagated_block(symmetry_.orbits.size());
+    } else if (dbg.propagation_flag != 0) {
+        mb_fprintf(stdout, "$$ propagation_flag: it needs all branches (bc_accuracy 1), and no "
+                           "dumps, checks or monitor lines: the tilts are solved one by one.\n");
     }
 }
 
@@ -60,22 +81,21 @@ PatternSlot PatternSolver::alloc_slot() const {
     const auto n_solved = solved_sd_.reflections.size();
     const auto n_out = sd_.reflections.size();
     const auto n_thick = sd_.thicknesses.size();
-    PatternSlot slot{
-        alloc_work_cal_int(sd_.beams.size(), static_cast<int>(n_solved), static_cast<int>(n_thick)),
-        {},
-        {},
-        {},
-        {},
-        {},
-        {},
-        {},
-        {}};
+    PatternSlot slot(alloc_work_cal_int(sd_.beams.size(), static_cast<int>(n_solved),
+                                        static_cast<int>(n_thick)));
     if (kind_.phase == nullptr) {
         slot.intensities = Matrix<double>(n_solved, n_thick);
         slot.image_intensities = Matrix<double>(n_out, n_thick);
     } else {
         slot.amplitudes = Matrix<complex>(n_solved, n_thick);
         slot.image_amplitudes = Matrix<complex>(n_out, n_thick);
+    }
+    if (propagating_) {
+        slot.propagation =
+            std::make_unique<PropagationWork>(solved_problem_, static_cast<int>(block_size_));
+        for (std::size_t i = 0; i < block_size_; ++i) {
+            slot.first_amplitudes.emplace_back(n_solved, n_thick);
+        }
     }
     slot.values.resize(n_out * n_thick * kind_.components());
     return slot;
@@ -188,11 +208,47 @@ int PatternSolver::num_tilts(int b) const {
     return static_cast<int>(tilts);
 }
 
+void PatternSolver::propagate(std::span<const TiltOrbit> block, PatternSlot &slot) const {
+    slot.first_K_t.clear();
+    std::vector<complex *const *> tables;
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        slot.first_K_t.push_back(sd_.grid.kxy[block[i].first]);
+        tables.push_back(slot.first_amplitudes[i].get());
+    }
+    propagate_tilts(solved_problem_, slot.first_K_t, slot.work, *slot.propagation, tables);
+}
+
+void PatternSolver::use_propagated(std::size_t i, int p, PatternSlot &slot) const {
+    const Matrix<complex> &psi = slot.first_amplitudes[i];
+    for (std::size_t o = 0; o < psi.rows(); ++o) {
+        for (std::size_t k = 0; k < psi.cols(); ++k) {
+            if (kind_.phase == nullptr) {
+                slot.intensities[o][k] = c_norm(psi[o][k]);
+            } else {
+                slot.amplitudes[o][k] = c_mul(psi[o][k], kind_.phase[p]);
+            }
+        }
+    }
+}
+
 void PatternSolver::solve_block(int b, int kept_before, PatternSlot &slot, const Take &take) const {
-    for (const TiltOrbit &orbit : block(b)) {
-        solve_point(orbit.first, kept_before, slot, take);
-        if (!orbit.others.empty()) {
-            give_others(orbit, slot.work.n_kept, slot, take);
+    const std::span<const TiltOrbit> orbits = block(b);
+    if (propagating_) {
+        propagate(orbits, slot);
+    }
+    for (std::size_t i = 0; i < orbits.size(); ++i) {
+        const int p = orbits[i].first;
+        int kept = kept_by_propagation;
+        if (propagating_ && slot.propagation->served[i] != 0) {
+            use_propagated(i, p, slot);
+            select_tilt(solved_problem_, sd_.grid.kxy[p], slot.work);
+        } else {
+            solve(p, kept_before, slot);
+            kept = slot.work.n_kept;
+        }
+        give_solved(p, kept, slot, take);
+        if (!orbits[i].others.empty()) {
+            give_others(orbits[i], kept, slot, take);
         }
         kept_before = count_not_found;
     }

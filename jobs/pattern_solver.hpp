@@ -1,14 +1,17 @@
-// How the tilts of a pattern are solved: each by its own eigen-solution, or the first of an orbit
-// of equal ones.
+// How the tilts of a pattern are solved: each by its own eigen-solution, or many at once by block
+// propagation; the first of an orbit of equal ones.
 #pragma once
 
 #include "dynamics/mbfunc_intensity.hpp"
+#include "dynamics/work_propagate.hpp"
 #include "jobs/tilt_symmetry.hpp"
 #include "numeric/vecmat.hpp"
 
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace orvel {
@@ -25,15 +28,30 @@ struct PatternKind {
 // Stands for the count of kept branches of a tilt that did not find its own (limited_branch).
 inline constexpr int count_not_found = -1;
 
+// Stands for the count of a tilt that was propagated, which keeps all branches.
+inline constexpr int kept_by_propagation = -3;
+
+// Largest block of orbits that is propagated at once.
+inline constexpr int most_propagated = 4 * strip;
+
+// Whether the flags and settings of the job ask for propagation and can have it.
+bool use_propagation();
+
 // What one thread works with.
 struct PatternSlot {
+    explicit PatternSlot(WorkCalInt w) : work(std::move(w)) {}
+
     WorkCalInt work;
     // [solved reflection][thickness] of the tilt solved last: the one that the pattern is of.
     Matrix<double> intensities;
     Matrix<complex> amplitudes;
     Matrix<double> image_intensities; // [output reflection][thickness] of a tilt that follows
     Matrix<complex> image_amplitudes;
-    std::vector<int> first_exact; // beams of the first tilt of an orbit
+    // Of a block that is propagated, for each orbit of it.
+    std::unique_ptr<PropagationWork> propagation;
+    std::vector<RealHkl> first_K_t;
+    std::vector<Matrix<complex>> first_amplitudes; // [solved reflection][thickness]
+    std::vector<int> first_exact;                  // beams of the first tilt of an orbit
     std::vector<int> first_bethe;
     std::vector<int> left;      // points of an orbit that do not follow from the first
     std::vector<double> values; // [output reflection][thickness, component fastest]
@@ -45,7 +63,8 @@ public:
     // [output reflection][thickness, component fastest].
     using Take = std::function<void(int, int, std::span<const double>)>;
 
-    // With tilt_symmetry_flag the operations of the crystal are looked for, and told.
+    // With tilt_symmetry_flag the operations of the crystal are looked for, and told; flags that
+    // cannot be followed are told too.
     PatternSolver(const TiltProblem &problem, std::span<const SymOp> ops, PatternKind kind,
                   std::FILE *log);
     // The problem that is solved refers to a member.
@@ -74,6 +93,10 @@ private:
     void give_amplitudes(int p, int kept, const complex *const *table, PatternSlot &slot,
                          const Take &take) const;
     void give_solved(int p, int kept, PatternSlot &slot, const Take &take) const;
+    // The first points of a block without their eigen-solutions, to slot.first_amplitudes.
+    void propagate(std::span<const TiltOrbit> block, PatternSlot &slot) const;
+    // One of them to the tables of the tilt solved last.
+    void use_propagated(std::size_t i, int p, PatternSlot &slot) const;
     // The other points of an orbit whose first one is solved and selected in the record.
     void give_others(const TiltOrbit &orbit, int kept, PatternSlot &slot, const Take &take) const;
     void give_image(int first, const ImageTilt &image, int kept, PatternSlot &slot,
@@ -82,6 +105,7 @@ private:
     const Sd &sd_;
     PatternKind kind_;
     bool symmetric_ = false;
+    bool propagating_ = false;
     std::size_t block_size_ = 1; // orbits
     TiltSymmetry symmetry_;
     Sd solved_sd_; // the conditions, without the grid, for the reflections that are solved

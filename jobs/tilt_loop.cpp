@@ -3,6 +3,7 @@
 #include "app/mb_mpi.hpp"
 #include "app/ranks.hpp"
 #include "app/run_settings.hpp"
+#include "jobs/pattern_solver.hpp"
 #include "jobs/tilt_threads.hpp"
 
 namespace orvel {
@@ -18,8 +19,12 @@ void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order) {
     const double points = (sizeof(RealHkl) + sizeof(TiltPoint)) * tilts;
     const double table = result_bytes * static_cast<double>(sd.reflections.size()) * num_thick;
     const double work = work_cal_int_bytes(sd.beams.size(), static_cast<int>(num_thick)) + table;
+    const double propagation =
+        use_propagation() && order == TiltOrder::side_by_side
+            ? propagation_bytes(sd, most_propagated) + most_propagated * 2.0 * table
+            : 0.0;
     const int threads = order == TiltOrder::side_by_side ? num_tilt_threads(tilts) : 1;
-    require_memory(sizeof(complex) * n * n + threads * work + results + points,
+    require_memory(sizeof(complex) * n * n + threads * (work + propagation) + results + points,
                    "the potential matrix, the tilts and the results");
 }
 

@@ -20,18 +20,21 @@ run() { # FOLDER RANKS FILE
     (cd "$1" && timeout 300 "$mpiexec" -n "$2" "$orvel_mpi" "$3" </dev/null >../out 2>&1)
 }
 
+# shellcheck disable=SC2086 # a list of keys
 # The last accuracy lies within the rounding of the sums: some tilts keep the count of branches of
 # the tilt before, which another rank has solved.
-while read -r example accuracy; do
+while read -r example accuracy keys; do
     name=$(basename "$example")
     mkdir "$work/one" "$work/ranks"
     sed "/^EPS_CONTROL_PARAMETERS{/a bc_accuracy $accuracy" "$examples/$example.dat" \
         >"$work/one/$name.dat"
     cp "$work/one/$name.dat" "$work/ranks"
+    printf '%s 1\n' $keys INI_PARAM_END >"$work/one/orvel.ini"
     (cd "$work/one" && "$orvel" "$name.dat" >../out) || fail "orvel $name"
+    rm "$work/one/orvel.ini"
     for ranks in 1 2 3; do
-        printf 'num_threads %d\ncheckpoint_seconds 60\nINI_PARAM_END\n' $((3 - ranks / 2)) \
-            >"$work/ranks/orvel.ini"
+        printf '%s 1\n' $keys "num_threads $((3 - ranks / 2)) #" checkpoint_seconds \
+            INI_PARAM_END >"$work/ranks/orvel.ini"
         run "$work/ranks" $ranks "$name.dat" || fail "$name on $ranks ranks: status $?"
         rm "$work/ranks/orvel.ini"
         diff -r "$work/one" "$work/ranks" || fail "$name on $ranks ranks differs"
@@ -41,6 +44,7 @@ while read -r example accuracy; do
 done <<END
 gaas110_cbed/gaas110 1
 si_coherent/si_probe1 1
+si_coherent/si_probe1 1 tilt_symmetry_flag propagation_flag
 gaas110_cbed/gaas110 0.9999999999999999
 END
 

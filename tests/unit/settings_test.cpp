@@ -50,7 +50,8 @@ TEST(IniFile, SetsFlagsFromTheirSecondToken) {
                 {"chk_data_dump_flag", &DebugFlags::chk_data_dump_flag},
                 {"num_threads", &DebugFlags::num_threads},
                 {"checkpoint_seconds", &DebugFlags::checkpoint_seconds},
-                {"tilt_symmetry_flag", &DebugFlags::tilt_symmetry_flag}};
+                {"tilt_symmetry_flag", &DebugFlags::tilt_symmetry_flag},
+                {"propagation_flag", &DebugFlags::propagation_flag}};
     std::string text;
     int value = 10;
     for (const auto &key : keys) {

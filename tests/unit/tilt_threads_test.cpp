@@ -45,13 +45,29 @@ TEST(TiltThreads, FilesAreTheSameForAnyNumber) {
     }
 }
 
-// [001] of Al, where eight operations tie tilts together, and a file cut in the middle of them.
-TEST(TiltThreads, TiltsThatFollowBySymmetryAreThoseOfTheFullRun) {
+void expect_close_results(const ProgramRun &run, const ProgramRun &expected) {
+    for (const char *name : {"run_rs0.txt", "run_rs1.txt"}) {
+        const auto a = numbers(run.read(name));
+        const auto b = numbers(expected.read(name));
+        ASSERT_EQ(a.size(), b.size());
+        for (std::size_t i = 0; i < a.size(); ++i) {
+            ASSERT_EQ(a[i].size(), b[i].size());
+            for (std::size_t j = 0; j < a[i].size(); ++j) {
+                EXPECT_NEAR(a[i][j], b[i][j], 1e-5 * std::abs(b[i][j]) + 1e-6);
+            }
+        }
+    }
+}
+
+// [001] of Al, where eight operations tie tilts together, some of them with Bethe beams; also going
+// on from a file that is cut in the middle.
+TEST(TiltThreads, OtherWaysToSolveGiveTheFullRun) {
     Conditions c;
     c.tilt = "0\n0\n";
     c.grid = "2\n9\n0.7\n";
     c.beams = "2\n100 1.2 0 0\n0.01 0.03 1e6\n";
-    const std::string flag = "tilt_symmetry_flag 1\n";
+    const std::string symmetry = "tilt_symmetry_flag 1\n";
+    const std::string propagation = "propagation_flag 1\n";
     // With the last settings no tilt reaches the share, so that every one takes over a count.
     for (const char *settings : {"eigen_eps 1e-13\n", "eigen_eps 1e-13\nbc_accuracy 0.99\n",
                                  "eigen_eps 1e-13\nbc_accuracy 1.5\n"}) {
@@ -59,34 +75,40 @@ TEST(TiltThreads, TiltsThatFollowBySymmetryAreThoseOfTheFullRun) {
         const std::string cbed = c.cbed("0\n", "2\n150\n420\n");
         for (const std::string &parameters : {cbed, coherent(cbed)}) {
             const ProgramRun full = run_with_keys(parameters, "");
-            const ProgramRun run = run_with_keys(parameters, flag);
-            EXPECT_NE(run.out.find("of 49 tilts are solved (8 operations"), std::string::npos)
-                << run.out;
-            for (const char *name : {"run_rs0.txt", "run_rs1.txt"}) {
-                const auto a = numbers(run.read(name));
-                const auto b = numbers(full.read(name));
-                ASSERT_EQ(a.size(), b.size());
-                for (std::size_t i = 0; i < a.size(); ++i) {
-                    ASSERT_EQ(a[i].size(), b[i].size());
-                    for (std::size_t j = 0; j < a[i].size(); ++j) {
-                        EXPECT_NEAR(a[i][j], b[i][j], 1e-5 * std::abs(b[i][j]) + 1e-6);
-                    }
+            for (const std::string &flags : {symmetry, propagation, symmetry + propagation}) {
+                const ProgramRun run = run_with_keys(parameters, flags);
+                expect_close_results(run, full);
+                const auto says = [&](const char *text) {
+                    return run.out.find(text) != std::string::npos;
+                };
+                EXPECT_EQ(says("of 49 tilts are solved (8 operations"), flags != propagation);
+                EXPECT_EQ(says("$$ propagation_flag: it needs all branches"),
+                          flags != symmetry && c.settings.find("bc_acc") != std::string::npos);
+                EXPECT_FALSE(says("tilts were solved one by one"));
+                const std::string three = flags + threads_key(3) + "checkpoint_seconds 60\n";
+                const ProgramRun early = run_with_keys(parameters, three, {{"run_rs1.txt/x", ""}});
+                const std::string bytes = early.read("run_checkpoint");
+                for (const std::size_t left : {bytes.size() / 2, std::size_t{0}}) {
+                    expect_same_results(run_with_keys(parameters, three,
+                                                      {{"run_checkpoint", bytes.substr(0, left)}}),
+                                        run, settings);
                 }
-            }
-            const std::string three = flag + threads_key(3) + "checkpoint_seconds 60\n";
-            const ProgramRun early = run_with_keys(parameters, three, {{"run_rs1.txt/x", ""}});
-            const std::string bytes = early.read("run_checkpoint");
-            for (const std::size_t left : {bytes.size() / 2, std::size_t{0}}) {
-                expect_same_results(
-                    run_with_keys(parameters, three, {{"run_checkpoint", bytes.substr(0, left)}}),
-                    run, settings);
             }
         }
     }
+    // A crystal too thick for a series, and what is written from within a tilt.
+    c.settings = "";
+    const std::string thin = c.cbed("0\n", "1\n150\n");
+    const std::string thick = c.cbed("0\n", "2\n150\n1e7\n");
+    const ProgramRun too_thick = run_with_keys(thick, propagation);
+    EXPECT_NE(too_thick.out.find("$$ propagation_flag: 49 of 49 tilts were solved one by one"),
+              std::string::npos)
+        << too_thick.out;
+    expect_same_results(too_thick, run_with_keys(thick, ""), "thick");
     const std::string dumped =
-        run_with_keys(c.cbed("0\n", "1\n150\n"), flag + "eigval_dump_flag 1\n").out;
+        run_with_keys(thin, symmetry + propagation + "eigval_dump_flag 1\n").out;
     EXPECT_NE(dumped.find("$$ tilt_symmetry_flag: "), std::string::npos);
-    EXPECT_EQ(dumped.find("tilts are solved ("), std::string::npos);
+    EXPECT_NE(dumped.find("$$ propagation_flag: it needs"), std::string::npos);
 }
 
 TEST(TiltThreads, WhatTiltsWriteNeedsThemOneByOne) {
