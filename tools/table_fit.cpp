@@ -43,9 +43,13 @@ std::vector<double> fitted_B(const BkTable &grids, double s) {
 } // namespace
 
 TableFit::TableFit(const BkTable &grids) {
+    std::vector<double> elastic_s(grids.dts, grids.dts + elastic_nodes); // the bends
     for (int k = 0; k < elastic_points; ++k) {
         const double t = k / (elastic_points - 1.0);
-        ElasticPoint point{fit_s_max * t * (0.2 + 0.8 * t), {}};
+        elastic_s.push_back(fit_s_max * t * (0.2 + 0.8 * t));
+    }
+    for (const double s : elastic_s) {
+        ElasticPoint point{s, {}};
         for (std::size_t n = 0; n < elastic_nodes; ++n) {
             double unit[elastic_nodes] = {};
             unit[n] = 1.0;
