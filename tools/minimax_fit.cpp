@@ -10,7 +10,7 @@ namespace {
 
 using Rows = std::vector<std::vector<double>>;
 
-constexpr double pull = 1e-3;
+constexpr double pull = 1e-3;        // to the start, where a deviation like the first counts 1
 constexpr double gap = 0.01;         // of the largest deviation, at the end
 constexpr double sharpen = 5.0;      // of the barrier, from one centre to the next
 constexpr double centred = 1e-3;     // of half the squared Newton decrement

@@ -1,9 +1,9 @@
 // Values of the tables of one element, chosen for the best interpolation.
 //
 // The points of orvel's grids are too few to carry the factors with their exact values alone: the
-// interpolated f' would be off by a fifth of f'(0) and f by 0.27 %. What orvel interpolates is linear
-// in the table values, so these are fitted, over a dense set of s and of (B, s) that includes the
-// bends of the interpolation, such that the largest deviation is least.
+// interpolated f' would be off by a fifth of f'(0) and f by 0.27 %. What orvel interpolates is
+// linear in the table values, so these are fitted, over a dense set of s and of (B, s) that
+// includes the bends of the interpolation, such that the largest deviation is least.
 #pragma once
 
 #include "crystal/atom_bk.hpp"
