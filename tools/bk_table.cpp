@@ -12,13 +12,15 @@ namespace orvel {
 
 namespace {
 
-// Chosen together by a random search for the smallest error of interpolation (docs/validation.md).
-constexpr std::array<double, 27> dts = {
-    0.0,   0.041, 0.077, 0.107, 0.148, 0.193, 0.252, 0.303, 0.359, 0.433, 0.521, 0.614, 0.73, 0.862,
-    1.016, 1.193, 1.399, 1.637, 1.911, 2.228, 2.592, 3.011, 3.491, 4.047, 4.662, 5.455, 6.0};
-constexpr std::array<double, 6> gm = {0.0146, 0.1569, 0.1944, 0.8238, 2.0926, 4.1426};
-constexpr std::array<double, 10> gms2 = {0.0,    0.00147, 0.00261, 0.0092, 0.02137,
-                                         0.0595, 0.1574,  0.461,   2.258,  14.4};
+// Chosen together for the smallest error of interpolation (docs/validation.md) by random search
+// and Newton's method: gm and gms2 on Na, Al, Sr, Cs and Au, dts on H, Li, Be, B, K, Rb, Cs and Fr.
+constexpr std::array<double, 27> dts = {0.0,    0.0465, 0.0756, 0.104,  0.1473, 0.193,  0.2522,
+                                        0.3033, 0.3592, 0.4348, 0.5198, 0.6118, 0.7341, 0.8581,
+                                        1.0162, 1.1909, 1.3991, 1.6358, 1.9109, 2.2384, 2.5998,
+                                        3.0222, 3.5517, 4.0353, 4.8922, 5.1105, 6.0};
+constexpr std::array<double, 6> gm = {0.0146, 0.143, 0.2034, 0.7895, 1.959, 4.15};
+constexpr std::array<double, 10> gms2 = {0.0,     0.000653, 0.001764, 0.005535, 0.01592,
+                                         0.04084, 0.1075,   0.3125,   1.977,    14.4};
 constexpr double mlt_fct = 1e8;
 
 constexpr const char *head =
@@ -37,7 +39,8 @@ constexpr const char *head =
 #   F = beta f' / f = (10 v / mlt_fct - 1e-6 add_fct) exp(B s^2)
 # at the B values under GM and the B s^2 values under GMS2. Both kinds of values are fitted, so that
 # what orvel interpolates is good between the points, for s = 0 to 6 and B = 0.05 to 4; at the points
-# themselves they are not exact (f(0) is). docs/validation.md tells the errors.
+# themselves they are not exact (f(0) is), and not meant to be read off. docs/validation.md tells the
+# errors.
 # Range: s = 0 to 6; B = 0.05 to 4; f' is 0 below the first B and beyond the last B s^2.
 #
 # After DTS 27 values, after GM 6, after GMS2 10. A block: element; mlt_fct and add_fct; 27 elastic

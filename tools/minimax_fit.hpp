@@ -13,9 +13,10 @@ struct FitEquation {
     double target = 0.0;
 };
 
-// The v for which the largest deviation is about least: least squares, repeated with the weights of
-// large deviations raised (C. L. Lawson, thesis, UCLA 1961). A weak pull to `start` settles values
-// on which the equations have little hold. Throws std::runtime_error when the equations are
+// The v for which the largest deviation is least, to 1 % of it: the linear program "t least with
+// |deviation| <= t" by a logarithmic barrier (S. Boyd & L. Vandenberghe, Convex Optimization, 2004,
+// chapter 11), which also keeps the lesser deviations away from t. A weak pull to `start` settles
+// values on which the equations have no hold. Throws std::runtime_error when the equations are
 // singular all the same.
 std::vector<double> minimax_fit(const std::vector<FitEquation> &equations,
                                 const std::vector<double> &start);

@@ -1,5 +1,6 @@
 // Prints what docs/validation.md shows of the tables: run it in the folder of the tables.
 //   orvel_table_check SOURCES        deviations of the interpolation and from second sources
+//   orvel_table_check SOURCES all    the largest deviation of f' of each element
 //   orvel_table_check SOURCES SYMBOL columns for a plot: s, f, |df/f|, then per B f' and its
 //   deviation
 #include "crystal/atom_tables.hpp"
@@ -51,6 +52,45 @@ Deviation absorptive_deviation(const BkTable &table, double B, const std::vector
     return d;
 }
 
+struct LargestDeviation {
+    double damped = 0.0;
+    double B = 0.0;
+    double s = 0.0;
+};
+
+// The largest damped deviation over B = 0.05 to 4 and s = 0 to 6, on points that are not those of
+// the fit and at the bends of the interpolation, where it is largest.
+LargestDeviation largest_deviation(const BkTable &table, const ElasticSource &source) {
+    constexpr int s_count = 121;
+    constexpr int B_count = 45;
+    LargestDeviation largest;
+    const PairProducts forward = pair_products(source, 0.0);
+    for (int k = 0; k < s_count; ++k) {
+        const double s = k == 0 ? 0.0 : 0.008 * std::pow(750.0, (k - 1) / (s_count - 2.0));
+        const PairProducts pairs = pair_products(source, s);
+        std::vector<double> B_values(table.gm + 1, table.gm + 5);
+        for (int i = 0; i < B_count; ++i) {
+            B_values.push_back(0.05 * std::pow(80.0, i / (B_count - 1.0)));
+        }
+        for (int j = 1; s > 0.0 && j < 9; ++j) {
+            B_values.push_back(table.gms2[j] / (s * s));
+        }
+        for (const double B : B_values) {
+            if (B < 0.05 || B > 4.0) {
+                continue;
+            }
+            ScatteringFactors out;
+            atom_bk(table, s, B, out, kvolts);
+            const double damped = std::fabs(beta() * out.f_abs - absorptive_factor(pairs, B)) *
+                                  std::exp(-B * s * s) / absorptive_factor(forward, B) * 100.0;
+            if (damped > largest.damped) {
+                largest = {damped, B, s};
+            }
+        }
+    }
+    return largest;
+}
+
 void print_absorptive(const std::vector<ElasticSource> &elements) {
     std::vector<double> s_values;
     for (int k = 0; k <= 150; ++k) {
@@ -60,6 +100,12 @@ void print_absorptive(const std::vector<ElasticSource> &elements) {
     std::vector<std::string> rows(B_shown.size());
     std::string head = "| B |";
     std::string rule = "|---|";
+    std::string any_B = "| any |";
+    const auto append = [](std::string &row, const char *format, double a, double b) {
+        char cell[48];
+        std::snprintf(cell, sizeof cell, format, a, b);
+        row += cell;
+    };
     for (const int Z : shown) {
         const ElasticSource &source = elements[static_cast<std::size_t>(Z - 1)];
         const BkTable table = read_atom_dat_table(source.symbol);
@@ -71,14 +117,23 @@ void print_absorptive(const std::vector<ElasticSource> &elements) {
         rule += "---|";
         for (std::size_t i = 0; i < B_shown.size(); ++i) {
             const Deviation d = absorptive_deviation(table, B_shown[i], s_values, pairs);
-            char cell[48];
-            std::snprintf(cell, sizeof cell, " %.2f / %.2f |", d.damped, d.bare);
-            rows[i] += cell;
+            append(rows[i], " %.2f / %.2f |", d.damped, d.bare);
         }
+        const LargestDeviation largest = largest_deviation(table, source);
+        append(any_B, " %.2f at %.2g |", largest.damped, largest.B);
     }
     std::printf("%s\n%s\n", head.c_str(), rule.c_str());
     for (std::size_t i = 0; i < B_shown.size(); ++i) {
         std::printf("| %g |%s\n", B_shown[i], rows[i].c_str());
+    }
+    std::printf("%s\n", any_B.c_str());
+}
+
+// A line an element: the largest damped deviation of its f' and where it stands.
+void print_largest(const std::vector<ElasticSource> &elements) {
+    for (const ElasticSource &source : elements) {
+        const LargestDeviation d = largest_deviation(read_atom_dat_table(source.symbol), source);
+        std::printf("%s %.2f B %.3f s %.3f\n", source.symbol.c_str(), d.damped, d.B, d.s);
     }
 }
 
@@ -138,7 +193,7 @@ void print_curves(const ElasticSource &source) {
 
 int main(int argc, char **argv) {
     if (argc < 2 || argc > 3) {
-        std::fputs("Usage: orvel_table_check SOURCES [SYMBOL]\n", stderr);
+        std::fputs("Usage: orvel_table_check SOURCES [all | SYMBOL]\n", stderr);
         return 1;
     }
     try {
@@ -147,6 +202,10 @@ int main(int argc, char **argv) {
             print_absorptive(elements);
             std::printf("\n");
             print_elastic(elements);
+            return 0;
+        }
+        if (std::string(argv[2]) == "all") {
+            print_largest(elements);
             return 0;
         }
         for (const ElasticSource &source : elements) {

@@ -14,25 +14,42 @@ namespace {
 constexpr int elastic_nodes = 27;
 constexpr int rows = 6;
 constexpr int columns = 10;
-constexpr double damping_share = 0.7;
+constexpr double damping_share = 0.85;
 
 constexpr int elastic_points = 601;
 constexpr int B_points = 33;
-constexpr int s_points = 91;
+constexpr int s_points = 101;
+constexpr double s_first = 0.01; // 1/A, after s = 0
 
-// beta f' / f, damped by exp(-x) as the table stores it.
-double stored_ratio(const ElasticSource &source, double B, double x) {
-    const double s = std::sqrt(x / B);
-    return std::exp(-x) * absorptive_factor(pair_products(source, s), B) /
-           elastic_factor(source, s);
+// The B at which the interpolation is to follow the integral at s: evenly spaced on a logarithmic
+// scale, and where the interpolation has its bends, since deviations are largest there.
+std::vector<double> fitted_B(const BkTable &grids, double s) {
+    std::vector<double> values;
+    for (int i = 0; i < B_points; ++i) {
+        values.push_back(fit_B_min * std::pow(fit_B_max / fit_B_min, i / (B_points - 1.0)));
+    }
+    std::vector<double> bends(grids.gm + 1, grids.gm + rows - 1);
+    for (int j = 1; s > 0.0 && j < columns - 1; ++j) {
+        bends.push_back(grids.gms2[j] / (s * s));
+    }
+    for (const double B : bends) {
+        if (B > fit_B_min && B < fit_B_max) {
+            values.push_back(B);
+        }
+    }
+    return values;
 }
 
 } // namespace
 
 TableFit::TableFit(const BkTable &grids) {
+    std::vector<double> elastic_s(grids.dts, grids.dts + elastic_nodes); // the bends
     for (int k = 0; k < elastic_points; ++k) {
         const double t = k / (elastic_points - 1.0);
-        ElasticPoint point{fit_s_max * t * (0.2 + 0.8 * t), {}};
+        elastic_s.push_back(fit_s_max * t * (0.2 + 0.8 * t));
+    }
+    for (const double s : elastic_s) {
+        ElasticPoint point{s, {}};
         for (std::size_t n = 0; n < elastic_nodes; ++n) {
             double unit[elastic_nodes] = {};
             unit[n] = 1.0;
@@ -47,17 +64,15 @@ TableFit::TableFit(const BkTable &grids) {
         units[n].f[n / columns][n % columns] = 1.0;
     }
     for (int k = 0; k < s_points; ++k) {
-        const double t = k / (s_points - 1.0);
-        s_values_.push_back(fit_s_max * t * (0.2 + 0.8 * t));
-    }
-    for (int i = 0; i < B_points; ++i) {
-        const double B = fit_B_min * std::pow(fit_B_max / fit_B_min, i / (B_points - 1.0));
-        for (std::size_t k = 0; k < s_values_.size(); ++k) {
-            const double x = B * s_values_[k] * s_values_[k];
+        // s = 0, then a logarithmic scale like that of B.
+        s_values_.push_back(
+            k == 0 ? 0.0 : s_first * std::pow(fit_s_max / s_first, (k - 1) / (s_points - 2.0)));
+        for (const double B : fitted_B(grids, s_values_.back())) {
+            const double x = B * s_values_.back() * s_values_.back();
             if (x > grids.gms2[columns - 1]) {
                 continue;
             }
-            RatioPoint point{B, k, {}};
+            RatioPoint point{B, s_values_.size() - 1, {}};
             for (const BkTable &unit : units) {
                 point.weights.push_back(absorptive_ratio(unit, B, x));
             }
@@ -89,31 +104,23 @@ void TableFit::fit_elastic(const ElasticSource &source, BkTable &table) const {
 }
 
 void TableFit::fit_absorptive(const ElasticSource &source, double scale, BkTable &table) const {
-    std::vector<double> exact;
-    for (int n = 0; n < rows * columns; ++n) {
-        exact.push_back(stored_ratio(source, table.gm[n / columns], table.gms2[n % columns]));
-    }
     std::vector<PairProducts> pairs;
     for (const double s : s_values_) {
         pairs.push_back(pair_products(source, s));
     }
     std::vector<FitEquation> equations;
-    double forward = 0.0;
     for (const RatioPoint &point : ratio_points_) {
-        // The points of one B begin with s = 0.
-        if (point.s_index == 0) {
-            forward = absorptive_factor(pairs[0], point.B);
-        }
         const double s = s_values_[point.s_index];
-        const double damping = std::exp(-damping_share * point.B * s * s) / forward;
-        const double f = elastic_factor(source, s);
+        const double damping =
+            std::exp(-damping_share * point.B * s * s) / absorptive_factor(pairs[0], point.B);
+        const double f = cub_int_2(s, table.dts, table.dt) / 1000.0;
         FitEquation e{{}, damping * absorptive_factor(pairs[point.s_index], point.B)};
         for (const double weight : point.weights) {
             e.row.push_back(damping * f * weight);
         }
         equations.push_back(std::move(e));
     }
-    const std::vector<double> v = minimax_fit(equations, exact);
+    const std::vector<double> v = minimax_fit(equations, std::vector<double>(rows * columns));
     for (std::size_t n = 0; n < v.size(); ++n) {
         table.f[n / columns][n % columns] = 0.1 * scale * v[n];
     }

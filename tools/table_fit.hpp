@@ -1,9 +1,9 @@
 // Values of the tables of one element, chosen for the best interpolation.
 //
 // The points of orvel's grids are too few to carry the factors with their exact values alone: the
-// interpolated f' would be off by 2 % of f'(0) and f by 0.23 %. What orvel interpolates is linear
-// in the table values, so these are fitted, over a dense set of s and of (B, s), such that the
-// largest deviation is about least.
+// interpolated f' would be off by a fifth of f'(0) and f by 0.27 %. What orvel interpolates is
+// linear in the table values, so these are fitted, over a dense set of s and of (B, s) that
+// includes the bends of the interpolation, such that the largest deviation is least.
 #pragma once
 
 #include "crystal/atom_bk.hpp"
@@ -29,8 +29,9 @@ public:
     // dt of the element. A deviation counts in units of f(s); f(0) is exact.
     void fit_elastic(const ElasticSource &source, BkTable &table) const;
 
-    // f of the element, with mlt_fct = `scale` and add_fct = 0. A deviation counts as one of
-    // f'(s, B) exp(-0.7 B s^2) / f'(0, B): the pattern sees f' exp(-B s^2), and the rest of the
+    // f of the element, with mlt_fct = `scale` and add_fct = 0, for the dt that `table` has, since
+    // orvel multiplies the ratio by the interpolated f. A deviation counts as one of
+    // f'(s, B) exp(-0.85 B s^2) / f'(0, B): the pattern sees f' exp(-B s^2), and the rest of the
     // exponent keeps a fair relative error where that is small.
     void fit_absorptive(const ElasticSource &source, double scale, BkTable &table) const;
 

@@ -21,7 +21,7 @@ TEST(TableGenerator, XrayFactors) {
     EXPECT_EQ(xdt_table(sources), read_file(root + "/data/orvelxdt.dat"));
 }
 
-// A sample: the whole takes a minute.
+// A sample: the whole takes minutes.
 TEST(TableGenerator, ElectronFactors) {
     const std::string shipped = read_file(root + "/data/orvelbk.dat");
     EXPECT_TRUE(shipped.starts_with(bk_table_head()));

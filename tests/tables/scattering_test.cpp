@@ -126,8 +126,9 @@ TEST(ShippedBkTable, InterpolationFollowsTheIntegral) {
     const WorkFolder folder;
     folder.link_tables();
     const auto elements = read_elastic_sources(sources);
-    for (const int Z : {6, 14, 29, 79}) {
+    for (const int Z : {6, 14, 29, 55, 79}) {
         const ElasticSource &e = elements[static_cast<std::size_t>(Z - 1)];
+        const double bound = Z == 55 ? 0.015 : 0.01;
         const BkTable table = read_atom_dat_table(e.symbol);
         const PairProducts forward_pairs = pair_products(e, 0.0);
         for (const double s : {0.0, 0.033, 0.11, 0.27, 0.41, 0.68, 1.07, 1.6, 2.3, 3.7, 5.9}) {
@@ -136,11 +137,11 @@ TEST(ShippedBkTable, InterpolationFollowsTheIntegral) {
             for (const double B : {0.05, 0.08, 0.17, 0.33, 0.52, 0.8, 1.6, 2.9, 4.0}) {
                 ScatteringFactors out;
                 ASSERT_EQ(atom_bk(table, s, B, out, 100.0), 0);
-                EXPECT_NEAR(out.f, f, 0.0015 * f);
+                EXPECT_NEAR(out.f, f, 0.0012 * f);
                 const double beta = 0.5482222; // v/c at 100 kV, 511 keV rest energy
                 EXPECT_NEAR(beta * out.f_abs * std::exp(-B * s * s),
                             absorptive_factor(pairs, B) * std::exp(-B * s * s),
-                            0.009 * absorptive_factor(forward_pairs, B))
+                            bound * absorptive_factor(forward_pairs, B))
                     << e.symbol << " s=" << s << " B=" << B;
             }
         }
