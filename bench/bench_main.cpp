@@ -2,6 +2,8 @@
 // the same run, with the residuals of both.
 #include "bench/bench_support.hpp"
 
+#include "numeric/lb_kernels.hpp"
+
 #include <cstdio>
 #include <unistd.h>
 
@@ -52,6 +54,9 @@ int main() {
         "intensities\nfrom eigen-solutions at eigen_eps 1e-13)");
     for (const int n : {50, 100, 200}) {
         bench_propagation(n, 0, 0, "propagation/eigen road");
+        orvel::set_kernels(orvel::avx2_kernels());
+        bench_propagation(n, 0, 0, "the same, AVX2");
+        orvel::set_kernels(nullptr);
     }
     for (const int n : {20, 50, 100, 200}) {
         bench_propagation(n, n, 0, "the same, n Bethe beams");
