@@ -1,5 +1,5 @@
-// The inner loops of the dense solvers, compiled once for any machine and once for AVX2, those of
-// recurrences also for AVX-512; the table of the machine at hand is chosen at the first use.
+// The inner loops of the dense solvers, compiled for any machine, for AVX2 and for AVX-512; the
+// table of the machine at hand is chosen at the first use.
 //
 // All tables give the same bits: every element is worked on by the same operations in the same
 // order, sums across a row run in a fixed set of lanes, and no operations are fused. Matrices are

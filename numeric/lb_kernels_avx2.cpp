@@ -16,6 +16,7 @@
 #pragma GCC push_options
 #pragma GCC target("avx2")
 #endif
+#include "numeric/lb_kernels_columns.hpp"
 #include "numeric/lb_kernels_dense.hpp"
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC pop_options
@@ -26,6 +27,7 @@ namespace orvel {
 
 const Kernels *avx2_kernels() {
 #if defined(__x86_64__)
+    static constexpr Kernels table = table_with(qr_columns);
     return __builtin_cpu_supports("avx2") ? &table : nullptr;
 #else
     return nullptr;

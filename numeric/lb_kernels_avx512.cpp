@@ -1,7 +1,10 @@
-// The kernels for machines with AVX-512: recurrences in whole strips a register, everything else as
-// for AVX2.
+// The kernels for machines with AVX-512: a strip a register; the rotations of columns as for AVX2.
+//
+// Only the kernels themselves are compiled for it: every header that they need comes first.
+#include "numeric/lb_eigmat1_scalar.hpp"
 #include "numeric/lb_kernels.hpp"
 
+#include <cmath>
 #include <cstdint>
 
 #if defined(__x86_64__)
@@ -12,7 +15,7 @@
 #pragma GCC push_options
 #pragma GCC target("avx512f")
 #endif
-#include "numeric/lb_kernels_block.hpp"
+#include "numeric/lb_kernels_dense.hpp"
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC pop_options
 #endif
@@ -26,13 +29,7 @@ const Kernels *avx512_kernels() {
     if (avx2 == nullptr || !__builtin_cpu_supports("avx512f")) {
         return nullptr;
     }
-    static const Kernels table = [avx2] {
-        Kernels wide = *avx2;
-        wide.block_term = block_term;
-        wide.block_sum = block_sum;
-        wide.single_term = single_term;
-        return wide;
-    }();
+    static const Kernels table = table_with(avx2->qr_columns);
     return &table;
 }
 #else

@@ -8,8 +8,16 @@
 namespace orvel {
 namespace {
 
-// sum over k of conj(u_k) a_k (conjugate) or u_k a_k over whole strips from..to: two sets of lanes,
-// added up in one order on every machine.
+// The sum of a strip of numbers, in one order on every machine.
+ORVEL_INLINE double strip_sum(const Lanes (&v)[vectors]) {
+    double half[strip / 2];
+    for (int i = 0; i < strip / 2; ++i) {
+        half[i] = v[0][i] + v[vectors - 1][i + strip / 2 - (vectors - 1) * lanes];
+    }
+    return (half[0] + half[1]) + (half[2] + half[3]);
+}
+
+// sum over k of conj(u_k) a_k (conjugate) or u_k a_k over whole strips from..to.
 template <bool conjugate>
 ORVEL_INLINE complex sum_along(const double *ar, const double *ai, const double *ur,
                                const double *ui, int from, int to) {
@@ -31,9 +39,7 @@ ORVEL_INLINE complex sum_along(const double *ar, const double *ai, const double 
             }
         }
     }
-    const Lanes sr = re[0] + re[1];
-    const Lanes si = im[0] + im[1];
-    return {(sr[0] + sr[1]) + (sr[2] + sr[3]), (si[0] + si[1]) + (si[2] + si[3])};
+    return {strip_sum(re), strip_sum(im)};
 }
 
 // a <- a - f u over whole strips
@@ -182,7 +188,11 @@ ORVEL_ISA bool divide_row(const Planes &t, int n, int i, const double *wr, const
         size += other;
         large |= size + 1.0 / size <= size;
     }
-    return (large[0] | large[1] | large[2] | large[3]) != 0;
+    std::int64_t any = 0;
+    for (int lane = 0; lane < lanes; ++lane) {
+        any |= large[lane];
+    }
+    return any != 0;
 }
 
 ORVEL_ISA void eliminate(const Planes &a, int i, int p, int from, int n, complex multiplier) {
@@ -203,6 +213,9 @@ ORVEL_ISA complex row_sum(const Planes &a, int i, int from, int n, const double 
     return sum_along<false>(a.re_row(i), a.im_row(i), ur, ui, from / strip * strip,
                             round_up_strip(n));
 }
+
+// Rows of a product whose sums stay in registers together.
+constexpr int tall = lanes == strip ? 6 : 2;
 
 // `height` rows of one strip of a product.
 template <int height, bool subtract>
@@ -236,10 +249,10 @@ template <bool subtract> ORVEL_INLINE void multiply_as(const Product &p) {
         const int used = p.upper_from + c + strip;
         const int inner = used < p.inner ? used : p.inner;
         int i = 0;
-        for (; i + 1 < p.rows; i += 2) {
-            multiply_strip<2, subtract>(p, i, c, inner);
+        for (; i + tall <= p.rows; i += tall) {
+            multiply_strip<tall, subtract>(p, i, c, inner);
         }
-        if (i < p.rows) {
+        for (; i < p.rows; ++i) {
             multiply_strip<1, subtract>(p, i, c, inner);
         }
     }
@@ -253,9 +266,12 @@ ORVEL_ISA void multiply(const Product &p) {
     }
 }
 
-constexpr Kernels table = {qr_rows,    qr_columns, rotate_vectors, reflect_both, reflect_rows,
-                           upper_row,  divide_row, eliminate,      row_sum,      multiply,
-                           block_term, block_sum,  single_term};
+// The table of this build, with a kernel for the rotations of columns.
+constexpr Kernels table_with(void (*qr_columns)(const Hessenberg &, const QrSweep &)) {
+    return {qr_rows,    qr_columns, rotate_vectors, reflect_both, reflect_rows,
+            upper_row,  divide_row, eliminate,      row_sum,      multiply,
+            block_term, block_sum,  single_term};
+}
 
 } // namespace
 } // namespace orvel
