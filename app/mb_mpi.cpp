@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -16,10 +17,14 @@ void program_exit(int status) {
 
 RunEnding run_ending = program_exit;
 
+// Held by the thread that ends the run, through the message, the removal and the exit: another one
+// that fails at the same time waits. Recursive, since an exit destroys output files.
+std::recursive_mutex ending_mutex;
+
 // Longest name of a file in a folder of the usual file systems.
 constexpr std::size_t max_component = 255;
 
-// Results that are being written: an exit destroys no local OutputFile.
+// Results that are being written: an exit destroys no local OutputFile. Changed under ending_mutex.
 std::vector<std::string> &temporaries() {
     static std::vector<std::string> names;
     return names;
@@ -75,6 +80,7 @@ OutputFile open_beside(const std::string &path, const std::filesystem::path &tar
 
 [[noreturn]] void exit_with_message(std::FILE *stream, const char *prefix, const char *format,
                                     std::va_list args) {
+    const std::lock_guard lock(ending_mutex);
     std::fputs(prefix, stream);
     std::vfprintf(stream, format, args);
     std::fputc('\n', stream);
@@ -88,6 +94,7 @@ RunEnding set_run_ending(RunEnding ending) {
 }
 
 void end_run(int status) {
+    const std::lock_guard lock(ending_mutex);
     remove_temporaries();
     if (std::fflush(stdout) != 0) {
         std::fputs("$$ Cannot write standard output. Abort.\n", stderr);
@@ -105,6 +112,7 @@ void end_run(int status) {
 OutputFile::OutputFile(std::FILE *stream, std::string path, std::string temporary)
     : stream_(stream), path_(std::move(path)), temporary_(std::move(temporary)) {
     if (!temporary_.empty()) {
+        const std::lock_guard lock(ending_mutex);
         temporaries().push_back(temporary_);
     }
 }
@@ -128,6 +136,7 @@ OutputFile &OutputFile::operator=(OutputFile &&other) noexcept {
 }
 
 void OutputFile::discard_temporary() {
+    const std::lock_guard lock(ending_mutex);
     if (std::erase(temporaries(), temporary_) > 0) {
         std::remove(temporary_.c_str());
     }
@@ -142,6 +151,7 @@ bool OutputFile::finish() {
     if (temporary_.empty()) {
         return true;
     }
+    const std::lock_guard lock(ending_mutex);
     const bool in_place = std::rename(temporary_.c_str(), follow_links(path_).c_str()) == 0;
     if (in_place) {
         std::erase(temporaries(), temporary_);

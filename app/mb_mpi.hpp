@@ -18,7 +18,8 @@ using RunEnding = void (*)(int status);
 RunEnding set_run_ending(RunEnding ending);
 
 // The one place where a run ends before its job is done. Results that are not complete are
-// removed.
+// removed. Threads that end the run at the same time do so one after the other; with the program's
+// own ending the first one is the only one.
 [[noreturn]] void end_run(int status);
 
 // An output file and the name it was opened by, which a failing close has to tell. A result is
