@@ -33,6 +33,11 @@ TEST(Surroundings, EachEndsInAMessage) {
     fs::resize_file(folder.path() / "sparse", 1 << 30);
     const std::string fifo = make_fifo(folder);
     const std::string no_text = "$$ Found a zero byte in a file to be read: it is no text file.";
+    Conditions many;
+    many.beams = "0\n300000 0\n";
+    for (int i = 0; i < 300000; ++i) {
+        many.beams += "0 0 0\n";
+    }
     const std::string long_line(3000000, 'x');
     const struct {
         const char *name;
@@ -53,6 +58,9 @@ TEST(Surroundings, EachEndsInAMessage) {
          no_text},
         {"one long line", {.files = {{"run.txt", long_line}}}, "$$ Data format error"},
         {"a long comment", {.files = {{"run.txt", "#" + long_line}}}, "$$ Data format error"},
+        {"more beams than any memory holds",
+         {.files = {{"run.txt", many.cbed("0\n", "1\n1\n")}}},
+         "$$ Not enough memory for the potential matrix: "},
         {"a table that ends", {.files = {{"run.txt", cut_short}}}, "$$ Data format error"},
         {"settings are zeros",
          {.files = {{"run.txt", run}}, .links = {{"orvel.ini", "/dev/zero"}}},
