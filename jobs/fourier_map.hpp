@@ -53,6 +53,19 @@ MapRange fget_map_range(std::FILE *stream);
 // A map with more points than this is taken for a mistake: its file would be of many gigabytes.
 inline constexpr double map_point_limit = 1e8;
 
+// Points of the maps of a run, and those of them with a nan or an infinity.
+struct NonFinitePoints {
+    long long points = 0;
+    long long of = 0;
+
+    void add(bool finite) {
+        ++of;
+        points += finite ? 0 : 1;
+    }
+    // One line to log and console when there were any.
+    void report(std::FILE *log) const;
+};
+
 // min + (max - min) i/(n - 1); min when n = 1.
 double map_coordinate(const std::array<double, 2> &range, int i, int n);
 
