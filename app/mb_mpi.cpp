@@ -30,6 +30,11 @@ std::vector<std::string> &temporaries() {
     return names;
 }
 
+std::string &protected_input() {
+    static std::string name;
+    return name;
+}
+
 void remove_temporaries() {
     for (const std::string &name : temporaries()) {
         std::remove(name.c_str());
@@ -194,9 +199,16 @@ void mb_fflush(std::FILE *stream) {
     std::fflush(stream);
 }
 
+void protect_input(const std::string &path) {
+    protected_input() = path;
+}
+
 OutputFile open_output(const std::string &path, Writing writing) {
     const std::filesystem::path target = follow_links(path);
     std::error_code ignored;
+    if (std::filesystem::equivalent(target, protected_input(), ignored)) {
+        input_exit("$$ %s is the parameter file of this run. Abort.", path.c_str());
+    }
     const std::filesystem::file_type type = std::filesystem::status(target, ignored).type();
     const bool exists = type == std::filesystem::file_type::regular;
     // A name that is too long, say, has no type, and fails to open below.

@@ -166,6 +166,7 @@ int run_orvel(int argc, char **argv) {
     const std::string log_name = base_name + "_log.txt";
     chk_name_length(log_name);
 
+    protect_input(param_file);
     OutputFile log = mb_fopen_chk_wmode(log_name, Writing::in_place);
     mb_fprintf(log, "%s\n", version_text);
     opening_title_log(log);

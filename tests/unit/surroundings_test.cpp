@@ -71,6 +71,12 @@ TEST(Surroundings, EachEndsInAMessage) {
         {"table is a pipe",
          {.files = {{"run.txt", run}}, .links = {{"orvelbk.dat", fifo}}},
          "$$ orvelbk.dat is no regular file. Abort."},
+        {"result in place of the parameter file",
+         {.files = {{"run.txt", run}}, .links = {{"run_rs0.txt", "run.txt"}}},
+         "$$ run_rs0.txt is the parameter file of this run. Abort."},
+        {"log in place of the parameter file",
+         {.files = {{"run.txt", run}}, .links = {{"run_log.txt", "run.txt"}}},
+         "$$ run_log.txt is the parameter file of this run. Abort."},
         {"folder in place of the log",
          {.files = {{"run.txt", run}, {"run_log.txt/x", ""}}},
          "$$ Cannot open run_log.txt. Abort."},
@@ -97,6 +103,9 @@ TEST(Surroundings, EachEndsInAMessage) {
         EXPECT_EQ(done.status, 1) << c.name << done.out.substr(0, 2000);
         EXPECT_TRUE(holds(done.out + done.err, c.says)) << c.name << done.out << done.err;
         EXPECT_LT(done.out.size(), 10000U) << c.name;
+        for (const auto &[name, contents] : input.files) {
+            EXPECT_EQ(done.read(name), contents) << c.name;
+        }
         for (const fs::directory_entry &file : fs::directory_iterator(done.path(""))) {
             EXPECT_NE(file.path().extension(), ".part") << c.name;
         }
