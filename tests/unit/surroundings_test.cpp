@@ -1,7 +1,11 @@
 // What surrounds a run: names that lead to no ordinary file, bytes that are no text, limits of the
 // system, readers that go away. Each ends in a result or in a message and status 1.
+#include "numeric/memory_limits.hpp"
+
 #include "support/conditions.hpp"
 #include "support/program.hpp"
+
+#include <limits>
 
 namespace orvel::test {
 namespace {
@@ -110,6 +114,41 @@ TEST(Surroundings, EachEndsInAMessage) {
             EXPECT_NE(file.path().extension(), ".part") << c.name;
         }
     }
+}
+
+TEST(Surroundings, MemoryIsWhatTheMachineAndTheBatchSystemGive) {
+    const double unlimited = std::numeric_limits<double>::infinity();
+    const struct {
+        const char *groups; // /proc/self/cgroup
+        std::map<std::string, const char *> limits;
+        double available;
+    } cases[] = {
+        {"", {}, 8192e3},
+        {"0::/a/b\n", {{"a/b/memory.max", "max\n"}, {"a/memory.max", "4096\n"}}, 4096.0},
+        {"0::/a/b\n", {{"a/b/memory.max", "100"}, {"a/memory.max", "4096"}}, 100.0},
+        {"0::/\n", {{"memory.max", "512\n"}}, 512.0},
+        {"0::/gone\n", {{"a/memory.max", "512\n"}}, 8192e3},
+        {"5:cpu:/a\n4:memory:/job/1\n0::/\n",
+         {{"memory/job/1/memory.limit_in_bytes", "9223372036854771712\n"},
+          {"memory/job/memory.limit_in_bytes", "640\n"},
+          {"cpu/a/memory.limit_in_bytes", "1\n"}},
+         640.0},
+        {"nonsense\n::\n:", {{"memory.max", "a"}}, 8192e3},
+    };
+    for (const auto &c : cases) {
+        const TemporaryFolder folder;
+        fs::create_directories(folder.path() / "proc/self");
+        write_file(folder.path() / "proc/meminfo", "MemTotal: 1 kB\nMemAvailable:    8000 kB\n");
+        write_file(folder.path() / "proc/self/cgroup", c.groups);
+        for (const auto &[name, limit] : c.limits) {
+            const fs::path file = folder.path() / "groups" / name;
+            fs::create_directories(file.parent_path());
+            write_file(file, limit);
+        }
+        EXPECT_EQ(available_memory(folder.path() / "proc", folder.path() / "groups"), c.available)
+            << c.groups;
+    }
+    EXPECT_EQ(available_memory("/nowhere", "/nowhere"), unlimited);
 }
 
 TEST(Surroundings, PipesCarryInputAndResults) {
