@@ -6,6 +6,7 @@
 #include "support/program.hpp"
 
 #include <limits>
+#include <regex>
 
 namespace orvel::test {
 namespace {
@@ -151,11 +152,14 @@ TEST(Surroundings, MemoryIsWhatTheMachineAndTheBatchSystemGive) {
     EXPECT_EQ(available_memory("/nowhere", "/nowhere"), unlimited);
 }
 
-TEST(Surroundings, PipesCarryInputAndResults) {
+TEST(Surroundings, LineEndsAndPipesChangeNothing) {
     const TemporaryFolder folder;
     const std::string fifo = make_fifo(folder);
     const std::string text = small_run();
-    const ProgramRun plain = run_program({.files = {{"run.txt", text}}, .args = {"run.txt"}});
+    const ProgramRun plain = run_parameter_file(text);
+    EXPECT_EQ(plain.status, 0);
+    const std::string foreign = std::regex_replace(text, std::regex("\n"), "\r\n");
+    EXPECT_EQ(run_parameter_file(foreign).read("run_rs0.txt"), plain.read("run_rs0.txt"));
     {
         std::thread writer([&] { write_file(fifo, text); });
         const ProgramRun run = run_program({.args = {"run.txt"}, .links = {{"run.txt", fifo}}});
