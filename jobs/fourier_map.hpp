@@ -81,6 +81,10 @@ void for_each_map_point(const MapRange &map, const RealSpaceBase &base, Put put,
         progress_indicator(ix, map.nx);
         const double x = map_coordinate(map.rx_range, ix, map.nx);
         for (int iy = 0; iy < map.ny; ++iy) {
+            // A row may be the whole map.
+            if (iy % 1024 == 0) {
+                chk_interrupt(ix, map.nx);
+            }
             const double y = map_coordinate(map.ry_range, iy, map.ny);
             const RealUvw r = {x * base.r1.u + y * base.r2.u, x * base.r1.v + y * base.r2.v,
                                x * base.r1.w + y * base.r2.w};
