@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 
@@ -27,7 +28,7 @@ double free_memory(const std::string &meminfo) {
 double smallest_limit(const std::string &root, std::string group, const std::string &name) {
     double limit = unlimited;
     while (true) {
-        std::ifstream in(root + group + "/" + name);
+        std::ifstream in(std::filesystem::path(root + group) / name);
         double bytes = 0.0;
         if (in >> bytes) {
             limit = std::min(limit, bytes);
