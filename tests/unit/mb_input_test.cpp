@@ -37,7 +37,6 @@ TEST(Elements, AreLinesWithoutComments) {
         {"split", "0123456789abcdefgh\nx\n", {"0123456789abcde", "fgh\n", "x\n"}},
         {"CR LF at the split", "0123456789abcde\r\nx\n", {"0123456789abcde", "\n", "x\n"}},
         {"only comments", "#a\n%b", {}},
-        {"NUL", std::string("a\0b\n\0\nc\n", 8), {"a", "", "c\n"}},
     };
     for (const auto &c : cases) {
         EXPECT_EQ(elements_of(c.text, 16), c.elements) << c.name;
@@ -45,6 +44,9 @@ TEST(Elements, AreLinesWithoutComments) {
     const Outcome open = outcome_of([] { elements_of("COMMENT{\nx\n", 256); });
     EXPECT_EQ(open.status, 1);
     EXPECT_EQ(open.out, "$$ End of file while reading a COMMENT{ block: no }COMMENT. Abort.\n");
+    const Outcome zero = outcome_of([] { elements_of({"a\n#\0b\n", 6}, 256); });
+    EXPECT_EQ(zero.status, 1);
+    EXPECT_EQ(zero.out, "$$ Found a zero byte in a file to be read: it is no text file. Abort.\n");
 }
 
 TEST(Tokens, AreCutAtBlanksCommasAndTabs) {
