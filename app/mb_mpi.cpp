@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -18,13 +19,22 @@ void program_exit(int status) {
 
 RunEnding run_ending = program_exit;
 
+// Held by the thread that ends the run, through the message, the removal and the exit: another one
+// that fails at the same time waits. Recursive, since an exit destroys output files.
+std::recursive_mutex ending_mutex;
+
 // Longest name of a file in a folder of the usual file systems.
 constexpr std::size_t max_component = 255;
 
-// Results that are being written: an exit destroys no local OutputFile.
+// Results that are being written: an exit destroys no local OutputFile. Changed under ending_mutex.
 std::vector<std::string> &temporaries() {
     static std::vector<std::string> names;
     return names;
+}
+
+std::string &protected_input() {
+    static std::string name;
+    return name;
 }
 
 void remove_temporaries() {
@@ -77,6 +87,7 @@ OutputFile open_beside(const std::string &path, const std::filesystem::path &tar
 
 [[noreturn]] void exit_with_message(std::FILE *stream, const char *prefix, const char *format,
                                     std::va_list args) {
+    const std::lock_guard lock(ending_mutex);
     std::fputs(prefix, stream);
     std::vfprintf(stream, format, args);
     std::fputc('\n', stream);
@@ -90,6 +101,7 @@ RunEnding set_run_ending(RunEnding ending) {
 }
 
 void end_run(int status) {
+    const std::lock_guard lock(ending_mutex);
     remove_temporaries();
     if (std::fflush(stdout) != 0) {
         std::fputs("$$ Cannot write standard output. Abort.\n", stderr);
@@ -107,6 +119,7 @@ void end_run(int status) {
 OutputFile::OutputFile(std::FILE *stream, std::string path, std::string temporary)
     : stream_(stream), path_(std::move(path)), temporary_(std::move(temporary)) {
     if (!temporary_.empty()) {
+        const std::lock_guard lock(ending_mutex);
         temporaries().push_back(temporary_);
     }
 }
@@ -130,6 +143,7 @@ OutputFile &OutputFile::operator=(OutputFile &&other) noexcept {
 }
 
 void OutputFile::discard_temporary() {
+    const std::lock_guard lock(ending_mutex);
     if (std::erase(temporaries(), temporary_) > 0) {
         std::remove(temporary_.c_str());
     }
@@ -144,6 +158,7 @@ bool OutputFile::finish() {
     if (temporary_.empty()) {
         return true;
     }
+    const std::lock_guard lock(ending_mutex);
     const bool in_place = std::rename(temporary_.c_str(), follow_links(path_).c_str()) == 0;
     if (in_place) {
         std::erase(temporaries(), temporary_);
@@ -186,12 +201,19 @@ void mb_fflush(std::FILE *stream) {
     std::fflush(stream);
 }
 
+void protect_input(const std::string &path) {
+    protected_input() = path;
+}
+
 OutputFile open_output(const std::string &path, Writing writing) {
     if (ranks().rank() != 0) {
         return {std::fopen("/dev/null", "w"), path, {}};
     }
     const std::filesystem::path target = follow_links(path);
     std::error_code ignored;
+    if (std::filesystem::equivalent(target, protected_input(), ignored)) {
+        input_exit("$$ %s is the parameter file of this run. Abort.", path.c_str());
+    }
     const std::filesystem::file_type type = std::filesystem::status(target, ignored).type();
     const bool exists = type == std::filesystem::file_type::regular;
     // A name that is too long, say, has no type, and fails to open below.

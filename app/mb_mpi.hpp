@@ -18,7 +18,8 @@ using RunEnding = void (*)(int status);
 RunEnding set_run_ending(RunEnding ending);
 
 // The one place where a run ends before its job is done. Results that are not complete are
-// removed.
+// removed. Threads that end the run at the same time do so one after the other; with the program's
+// own ending the first one is the only one.
 [[noreturn]] void end_run(int status);
 
 // An output file and the name it was opened by, which a failing close has to tell. A result is
@@ -67,9 +68,13 @@ void mb_fflush(std::FILE *stream);
 // Where a file is written until it is closed. Devices and pipes are always written in place.
 enum class Writing { beside, in_place };
 
+// The file that the job is read from: it is never opened for writing from here on.
+void protect_input(const std::string &path);
+
 // Opens a file for writing, truncating it; a link leads to its target. The stream is null on
-// failure, also where a file of an earlier run may not be written to. In a rank other than 0 what
-// is written goes nowhere.
+// failure, also where a file of an earlier run may not be written to. A name that leads to the file
+// of protect_input ends the run: "$$ %s is the parameter file of this run. Abort.\n", status 1. In a
+// rank other than 0 what is written goes nowhere.
 OutputFile open_output(const std::string &path, Writing writing);
 
 // Opens a file for writing. On failure: "$$ Cannot open %s. Abort.\n" on standard error, exit

@@ -48,10 +48,14 @@ constexpr struct {
      mb_potential_reim_3d_unitcell},
 };
 
-// A write to a closed pipe becomes a failed write, which the end of the run tells.
-void ignore_broken_pipes() {
+// A write to a closed pipe, or beyond the size that a file may have, becomes a failed write, which
+// the end of the run tells.
+void let_writes_fail() {
 #ifdef SIGPIPE
     std::signal(SIGPIPE, SIG_IGN);
+#endif
+#ifdef SIGXFSZ
+    std::signal(SIGXFSZ, SIG_IGN);
 #endif
 }
 
@@ -137,6 +141,7 @@ void ending_title(std::FILE *log) {
 
 void mb_job(const std::string &param_file, const std::string &base_name, std::FILE *log) {
     dbg.base_name = base_name;
+    restart_unnamed();
     InputFile stream = fopen_chk_rmode(param_file);
     const std::string keyword = fget_1s(stream, "the job keyword");
     read_eps_ctrl_params(stream);
@@ -155,7 +160,7 @@ void mb_job(const std::string &param_file, const std::string &base_name, std::FI
 
 int run_orvel(int argc, char **argv) {
     occupy_standard_streams();
-    ignore_broken_pipes();
+    let_writes_fail();
     end_when_memory_is_out();
     mb_fprintf(stdout, "\n#####  Welcome to ORVEL\n");
     mb_fprintf(stdout, "%s\n", version_text);
@@ -169,6 +174,7 @@ int run_orvel(int argc, char **argv) {
     const std::string log_name = base_name + "_log.txt";
     chk_name_length(log_name);
 
+    protect_input(param_file);
     OutputFile log = mb_fopen_chk_wmode(log_name, Writing::in_place);
     mb_fprintf(log, "%s\n", version_text);
     opening_title_log(log);

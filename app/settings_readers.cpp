@@ -121,9 +121,6 @@ void read_ini_file() {
 
     char line[ini_line_limit];
     while (comment_skip_fgets(ini_line_limit, line, stream) != nullptr) {
-        if (line[0] == '\0') {
-            input_exit("$$ orvel.ini holds a zero byte: it is no text file. Abort.");
-        }
         if (set_by_key(ini_keys, line, dbg)) {
             continue;
         }

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <unordered_map>
 
 namespace orvel {
 
@@ -31,14 +32,15 @@ std::string read_element(std::FILE *stream) {
     return element;
 }
 
+// The first site of each element.
+using FirstSites = std::unordered_map<std::string, std::size_t>;
+
 // The tables of a site's element; those of an element that has occurred before are copied.
-void append_scattering_tables(const std::string &element, Csd &csd) {
-    const auto known = std::find_if(csd.sites.begin(), csd.sites.end(),
-                                    [&](const AtomSite &site) { return site.element == element; });
-    if (known != csd.sites.end()) {
-        const auto i = static_cast<std::size_t>(known - csd.sites.begin());
-        csd.xray.push_back(XrayFactors(csd.xray[i]));
-        csd.bk.push_back(BkTable(csd.bk[i]));
+void append_scattering_tables(const std::string &element, FirstSites &first, Csd &csd) {
+    const auto [known, is_new] = first.try_emplace(element, csd.sites.size());
+    if (!is_new) {
+        csd.xray.push_back(XrayFactors(csd.xray[known->second]));
+        csd.bk.push_back(BkTable(csd.bk[known->second]));
         return;
     }
     csd.bk.push_back(read_atom_dat_table(element));
@@ -56,12 +58,12 @@ int read_displacement_type(std::FILE *stream) {
     input_exit("$$ Invalid bf. Abort.");
 }
 
-void read_site(std::FILE *stream, Csd &csd) {
+void read_site(std::FILE *stream, FirstSites &first, Csd &csd) {
     AtomSite site;
     SitePars pars;
     chk_data("SITE{", stream);
     site.element = read_element(stream);
-    append_scattering_tables(site.element, csd);
+    append_scattering_tables(site.element, first, csd);
     read_parameter(stream, pars[par_x], site.x);
     read_parameter(stream, pars[par_y], site.y);
     read_parameter(stream, pars[par_z], site.z);
@@ -202,8 +204,9 @@ void fget_latpar_cstr(std::FILE *stream, CellConstants &cell, std::array<FitPar,
 }
 
 void fget_atmpar_cstr(std::FILE *stream, int n, Csd &csd) {
+    FirstSites first;
     for (int i = 0; i < n; ++i) {
-        read_site(stream, csd);
+        read_site(stream, first, csd);
     }
 }
 

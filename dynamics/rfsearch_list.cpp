@@ -73,6 +73,7 @@ void reflex_dump_csd(const Sd &sd, const Csd &csd, const std::string &base_name,
 
     const double voltage = sd.beam.acc_voltage;
     StructureFactorTable known = low_order_table(csd, voltage);
+    int non_finite = 0;
     for (int i = 0; i < sd.beams.size(); ++i) {
         const Hkl &g = sd.beams.hkl[i];
         ReflectionInfo info;
@@ -82,9 +83,17 @@ void reflex_dump_csd(const Sd &sd, const Csd &csd, const std::string &base_name,
         info.F = structure_factor_ext_tbl(g, csd, voltage, known).F;
         info.elastic = calc_Fg_ela(g, csd, voltage);
         info.absorptive = calc_Fg_inela(g, csd, voltage);
+        const complex all = c_add(info.F, c_add(info.elastic, info.absorptive));
+        non_finite += std::isfinite(all.re) && std::isfinite(all.im) ? 0 : 1;
         print_rfinfo(file, i, g, i >= sd.beams.num_exact_beam, info);
     }
     mb_fclose(file);
+    if (non_finite > 0) {
+        mb_fprintf(stdout,
+                   "$$ Warning: %d of %d reflections have structure factors that are not finite "
+                   "numbers.\n",
+                   non_finite, sd.beams.size());
+    }
     if (dbg.reflex_only_flag == 1) {
         mb_fprintf(stdout, "$$ reflex_only_flag=1. exit.\n");
         end_run(0);

@@ -6,6 +6,8 @@ seconds=$1
 shift
 root=$(cd "$(dirname "$0")/.." && pwd)
 work=$root/build/fuzz
+# Runs write and replace files all the time.
+[ ! -w /dev/shm ] || export TMPDIR=/dev/shm
 [ $# -gt 0 ] || set -- $(ls "$root/fuzz/corpus")
 
 keyword_of() {

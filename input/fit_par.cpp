@@ -38,6 +38,10 @@ void require_token(bool present, const std::string &line) {
 
 } // namespace
 
+void restart_unnamed() {
+    num_unnamed = 0;
+}
+
 FitPar fget_fitpar(std::FILE *stream) {
     const std::string line = fget_line(stream, "a structure parameter");
     const std::vector<std::string> tokens = tokens_of(line.c_str());

@@ -87,6 +87,9 @@ char *fgets_lf(int limit, char *buf, std::FILE *stream) {
         if (c == EOF) {
             break;
         }
+        if (c == '\0') {
+            input_exit("$$ Found a zero byte in a file to be read: it is no text file. Abort.");
+        }
         buf[length++] = static_cast<char>(c);
         if (c == '\n') {
             break;

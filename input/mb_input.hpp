@@ -20,7 +20,8 @@ inline constexpr int element_limit = 256;
 
 // --- Lines and tokens ----------------------------------------------------------------------------
 
-// As fgets, with CR LF read as the one character LF: for every file that is read by lines.
+// As fgets, with CR LF read as the one character LF: for every file that is read by lines. A zero
+// byte, of a device or of a file that is no text, ends the run.
 char *fgets_lf(int limit, char *buf, std::FILE *stream);
 
 // The next element into buf (at most limit - 1 characters, line end kept, CR LF read as LF);
@@ -174,5 +175,8 @@ struct FitPar {
 // 0 over the run. A missing required token:
 // "$$ (fget_fitpar) Input data error. Abort.\n" and "$$ buf=%s" with the line, status 1.
 FitPar fget_fitpar(std::FILE *stream);
+
+// Lines without a flag count from id0 again: the start of a run.
+void restart_unnamed();
 
 } // namespace orvel

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <tuple>
 
 namespace orvel {
 
@@ -47,6 +48,18 @@ void fget_thresholds(std::FILE *stream, double &bmin, double &max, double &xigma
     bmin = v[0];
     max = v[1];
     xigmax = v[2];
+}
+
+// A beam that occurs twice shares its intensity with itself.
+void warn_repeated(std::vector<Hkl> hkl) {
+    const auto indices = [](const Hkl &g) { return std::tie(g.h, g.k, g.l); };
+    std::sort(hkl.begin(), hkl.end(),
+              [&](const Hkl &a, const Hkl &b) { return indices(a) < indices(b); });
+    const auto twice = std::adjacent_find(hkl.begin(), hkl.end());
+    if (twice != hkl.end()) {
+        mb_fprintf(stdout, "$$ Warning: %d %d %d occurs more than once in the beam list.\n",
+                   twice->h, twice->k, twice->l);
+    }
 }
 
 } // namespace
@@ -134,7 +147,9 @@ BeamList fget_beam_list(int ne, int nb, std::FILE *stream) {
     if (ne < 1 || nb > std::numeric_limits<int>::max() - ne) {
         input_exit("$$ %d exact and %d Bethe beams: no possible beam list. Abort.", ne, nb);
     }
-    return {ne, nb, fget_beams(ne, nb, stream)};
+    BeamList list = {ne, nb, fget_beams(ne, nb, stream)};
+    warn_repeated(list.hkl);
+    return list;
 }
 
 std::vector<Hkl> fget_beams(int ne, int nb, std::FILE *stream) {

@@ -74,6 +74,7 @@ void fget_ed_beams(std::FILE *stream, BeamSearch &beam_search, BeamList &beams);
 BeamList fget_manual_beams(std::FILE *stream);
 
 // ne exact and then nb Bethe beams, one element h k l each, with checked counts.
+// A beam that occurs twice is told on the console.
 BeamList fget_beam_list(int ne, int nb, std::FILE *stream);
 
 // ne + nb elements of h k l.

@@ -3,6 +3,7 @@
 #include <cassert>
 #include <cctype>
 #include <cstdlib>
+#include <filesystem>
 
 namespace orvel {
 
@@ -30,7 +31,13 @@ std::FILE *open_readable(const std::string &path) {
     return stream;
 }
 
+// Tables are read more than once, which a pipe would answer by waiting for ever.
 bool is_readable(const std::string &path) {
+    std::error_code ignored;
+    const std::filesystem::file_status status = std::filesystem::status(path, ignored);
+    if (std::filesystem::is_other(status)) {
+        input_exit("$$ %s is no regular file. Abort.", path.c_str());
+    }
     const InputFile file(open_readable(path));
     return file != nullptr;
 }

@@ -41,6 +41,7 @@ OutputFile fopen_chk_wmode(const std::string &path);
 
 // Where a data table is: `name` in the working directory if there is such a file, else in the
 // folder that the environment variable ORVEL_DATA named at start-up, else `name` as it stands.
+// A pipe or a device in its place ends the run.
 std::string data_file(const std::string &name);
 
 // In place, character by character.

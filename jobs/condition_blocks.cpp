@@ -5,6 +5,7 @@
 #include "dynamics/rfsearch_list.hpp"
 #include "input/mb_input.hpp"
 #include "input/mb_input_beams.hpp"
+#include "numeric/vecmat.hpp"
 
 #include <numeric>
 
@@ -61,6 +62,9 @@ void read_tilt_range(Sd &sd, const TiltRangeTexts &texts, std::FILE *stream) {
 void read_beam_search(Sd &sd, const Csd &csd, const std::string &base_name, std::FILE *stream) {
     chk_data("BEAM_SEARCH{", stream);
     fget_sd_beams(sd, csd, stream);
+    // Before anything goes through the list for each of its reflections.
+    const double n = sd.beams.size();
+    require_memory(sizeof(complex) * n * n, "the potential matrix");
     reflex_dump_csd(sd, csd, base_name, 0);
     chk_data("}BEAM_SEARCH", stream);
 }

@@ -5,13 +5,16 @@
 #include "crystal/csd.hpp"
 #include "dynamics/mbfunc_potential.hpp"
 #include "jobs/e_density_input.hpp"
+#include "jobs/fourier_map.hpp"
 #include "jobs/jobs.hpp"
+#include "jobs/tilt_loop.hpp"
 #include "jobs/vend_file.hpp"
 #include "numeric/lb_fft.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <span>
 
 namespace orvel {
 
@@ -168,9 +171,20 @@ constexpr VendMap real_potential = {
 constexpr VendMap imaginary_potential = {
     "_ptim.3ed", "Potential.im (VEND-format):       ", "#Imaginary potential [V]\n"};
 
+NonFinitePoints non_finite_points(const Tensor<double> *const (&values)[2]) {
+    NonFinitePoints non_finite;
+    for (const Tensor<double> *map : values) {
+        const std::size_t n = map->extent(0) * map->extent(1) * map->extent(2);
+        for (const double value : std::span((*map)[0][0], n)) {
+            non_finite.add(is_finite(value));
+        }
+    }
+    return non_finite;
+}
+
 // Two maps of one run and their files.
 void write_vend_maps(const VendMap (&maps)[2], const Tensor<double> *const (&values)[2],
-                     const CellConstants &cell, const std::string &base_name) {
+                     const CellConstants &cell, const std::string &base_name, std::FILE *log) {
     OutputFile files[2];
     for (const VendMap &map : maps) {
         mb_fprintf(stdout, "%s ==> %s%s\n", map.quantity, base_name.c_str(), map.suffix);
@@ -182,11 +196,13 @@ void write_vend_maps(const VendMap (&maps)[2], const Tensor<double> *const (&val
         fprint_vend(files[i], maps[i].header, cell, *values[i]);
         mb_fclose(files[i]);
     }
+    non_finite_points(values).report(log);
 }
 
 } // namespace
 
-void mb_electron_density_3d_unitcell(InputFile &stream, std::FILE *, const std::string &base_name) {
+void mb_electron_density_3d_unitcell(InputFile &stream, std::FILE *log,
+                                     const std::string &base_name) {
     Csd csd;
     const UnitCellMapConditions map = input_unitcell_map(csd, stream, base_name);
     const BeamList list = fft_reflections(map);
@@ -200,10 +216,11 @@ void mb_electron_density_3d_unitcell(InputFile &stream, std::FILE *, const std::
     synthesise("Electrostatic potential...\n", map, potential);
     const Tensor<double> rho = quotient(density.re, csd.metric.volume);
     const Tensor<double> phi = quotient(potential.re, 1.0);
-    write_vend_maps({electron_density, real_potential}, {&rho, &phi}, csd.cell, base_name);
+    write_vend_maps({electron_density, real_potential}, {&rho, &phi}, csd.cell, base_name, log);
 }
 
-void mb_potential_reim_3d_unitcell(InputFile &stream, std::FILE *, const std::string &base_name) {
+void mb_potential_reim_3d_unitcell(InputFile &stream, std::FILE *log,
+                                   const std::string &base_name) {
     Csd csd;
     const UnitCellMapConditions map = input_unitcell_map(csd, stream, base_name);
     const BeamList list = fft_reflections(map);
@@ -214,7 +231,7 @@ void mb_potential_reim_3d_unitcell(InputFile &stream, std::FILE *, const std::st
     synthesise("Electrostatic potential...\n", map, potential);
     const Tensor<double> re = quotient(potential.re, 1.0);
     const Tensor<double> im = quotient(potential.im, 1.0);
-    write_vend_maps({real_potential, imaginary_potential}, {&re, &im}, csd.cell, base_name);
+    write_vend_maps({real_potential, imaginary_potential}, {&re, &im}, csd.cell, base_name, log);
 }
 
 } // namespace orvel

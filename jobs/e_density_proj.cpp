@@ -5,6 +5,7 @@
 #include "jobs/e_density_input.hpp"
 #include "jobs/fourier_map.hpp"
 #include "jobs/jobs.hpp"
+#include "jobs/tilt_loop.hpp"
 
 namespace orvel {
 
@@ -46,8 +47,10 @@ void warn_area(double area) {
     }
 }
 
-void write_density_maps(const ProjectedMapConditions &conditions,
-                        const PotentialAndDensity &coefficients, OutputFile &pp, OutputFile &ed) {
+NonFinitePoints write_density_maps(const ProjectedMapConditions &conditions,
+                                   const PotentialAndDensity &coefficients, OutputFile &pp,
+                                   OutputFile &ed) {
+    NonFinitePoints non_finite;
     const BeamList &beams = conditions.sd.beams;
     fprint_map_head(pp, "Projected potential", beams.size(), conditions.range);
     mb_fprintf(pp, "# x\ty\tpotential.re[V])\n");
@@ -56,6 +59,7 @@ void write_density_maps(const ProjectedMapConditions &conditions,
     const auto put = [&](double x, double y, const RealUvw &r) {
         const complex V = calc_inv_fourier(r, beams.hkl, coefficients.V.data());
         const complex rho = calc_inv_fourier(r, beams.hkl, coefficients.F_x.data());
+        non_finite.add(is_finite(V.re) && is_finite(rho.re / conditions.area_proj_cell));
         mb_fprintf(pp, "%g\t%g\t%g\n", x, y, V.re);
         mb_fprintf(ed, "%g\t%g\t%g\n", x, y, rho.re / conditions.area_proj_cell);
     };
@@ -64,24 +68,28 @@ void write_density_maps(const ProjectedMapConditions &conditions,
         mb_fprintf(ed, "\n");
     });
     mb_fprintf(stdout, "100%%.\n");
+    return non_finite;
 }
 
-void write_potential_map(const ProjectedMapConditions &conditions, const Vector<complex> &V,
-                         OutputFile &pp) {
+NonFinitePoints write_potential_map(const ProjectedMapConditions &conditions,
+                                    const Vector<complex> &V, OutputFile &pp) {
+    NonFinitePoints non_finite;
     const BeamList &beams = conditions.sd.beams;
     fprint_map_head(pp, "Projected potential", beams.size(), conditions.range);
     mb_fprintf(pp, "# x\ty\tpot.re[V]\tpot.im[V])\n");
     const auto put = [&](double x, double y, const RealUvw &r) {
         const complex v = calc_inv_fourier(r, beams.hkl, V.data());
+        non_finite.add(is_finite(v));
         mb_fprintf(pp, "%g\t%g\t%g\t%g\n", x, y, v.re, v.im);
     };
     for_each_map_point(conditions.range, conditions.base, put, [&] { mb_fprintf(pp, "\n"); });
     mb_fprintf(stdout, "100%%.\n");
+    return non_finite;
 }
 
 } // namespace
 
-void mb_electron_density_proj(InputFile &stream, std::FILE *, const std::string &base_name) {
+void mb_electron_density_proj(InputFile &stream, std::FILE *log, const std::string &base_name) {
     Csd csd = input_csd_cstr(stream, base_name);
     const ProjectedMapConditions conditions = input_density_proj_data(csd, base_name, stream);
     warn_area(conditions.area_proj_cell);
@@ -94,15 +102,16 @@ void mb_electron_density_proj(InputFile &stream, std::FILE *, const std::string 
     OutputFile ed = fopen_chk_wmode(base_name + "_ed.txt");
     mb_fprintf(stdout, "Projected potential        ==> %s\n", pp.path().c_str());
     mb_fprintf(stdout, "Projected electron density ==> %s\n", ed.path().c_str());
-    write_density_maps(conditions, coefficients, pp, ed);
+    const NonFinitePoints non_finite = write_density_maps(conditions, coefficients, pp, ed);
     mb_fclose(pp);
     mb_fclose(ed);
 
     write_map_script({"#", base_name + "_ed", "[0:3]"}, ed.path());
     write_map_script({"#", base_name + "_pp", "[0:20]"}, pp.path());
+    non_finite.report(log);
 }
 
-void mb_potential_reim_proj(InputFile &stream, std::FILE *, const std::string &base_name) {
+void mb_potential_reim_proj(InputFile &stream, std::FILE *log, const std::string &base_name) {
     Csd csd = input_csd_cstr(stream, base_name);
     const ProjectedMapConditions conditions = input_density_proj_data(csd, base_name, stream);
 
@@ -112,12 +121,13 @@ void mb_potential_reim_proj(InputFile &stream, std::FILE *, const std::string &b
 
     OutputFile pp = mb_fopen_chk_wmode(base_name + "_pp.txt");
     mb_fprintf(stdout, "Projected potential        ==> %s\n", pp.path().c_str());
-    write_potential_map(conditions, V, pp);
+    const NonFinitePoints non_finite = write_potential_map(conditions, V, pp);
     mb_fclose(pp);
 
     write_map_script({"#Real (elastic) potential plot", base_name + "_re_pp", "[0:20]"}, pp.path());
     write_map_script({"#Imaginary (inelastic) potential plot", base_name + "_im_pp", "[-3:3]", 4},
                      pp.path());
+    non_finite.report(log);
 }
 
 } // namespace orvel

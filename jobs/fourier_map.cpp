@@ -40,6 +40,13 @@ MapRange fget_map_range(std::FILE *stream) {
     return map;
 }
 
+void NonFinitePoints::report(std::FILE *log) const {
+    if (points > 0) {
+        mb_fprintf_stdo(log, "$$ Warning: %lld of %lld map points are not finite numbers.\n",
+                        points, of);
+    }
+}
+
 double map_coordinate(const std::array<double, 2> &range, int i, int n) {
     return n == 1 ? range[0] : range[0] + (range[1] - range[0]) * i / (n - 1);
 }

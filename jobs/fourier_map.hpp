@@ -53,6 +53,19 @@ MapRange fget_map_range(std::FILE *stream);
 // A map with more points than this is taken for a mistake: its file would be of many gigabytes.
 inline constexpr double map_point_limit = 1e8;
 
+// Points of the maps of a run, and those of them with a nan or an infinity.
+struct NonFinitePoints {
+    long long points = 0;
+    long long of = 0;
+
+    void add(bool finite) {
+        ++of;
+        points += finite ? 0 : 1;
+    }
+    // One line to log and console when there were any.
+    void report(std::FILE *log) const;
+};
+
 // min + (max - min) i/(n - 1); min when n = 1.
 double map_coordinate(const std::array<double, 2> &range, int i, int n);
 
@@ -68,6 +81,10 @@ void for_each_map_point(const MapRange &map, const RealSpaceBase &base, Put put,
         progress_indicator(ix, map.nx);
         const double x = map_coordinate(map.rx_range, ix, map.nx);
         for (int iy = 0; iy < map.ny; ++iy) {
+            // A row may be the whole map.
+            if (iy % 1024 == 0) {
+                chk_interrupt(ix, map.nx);
+            }
             const double y = map_coordinate(map.ry_range, iy, map.ny);
             const RealUvw r = {x * base.r1.u + y * base.r2.u, x * base.r1.v + y * base.r2.v,
                                x * base.r1.w + y * base.r2.w};

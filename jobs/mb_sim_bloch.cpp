@@ -34,6 +34,7 @@ struct BlochSolution {
     const std::string &base_name;
     std::FILE *log;
     std::FILE *script;
+    NonFinitePoints &non_finite;
 };
 
 void read_map(BlochCondition &condition, const Csd &csd, std::FILE *stream) {
@@ -97,11 +98,15 @@ void write_kn(const BlochSolution &solution) {
     mb_fprintf(solution.log, " k_n ==> %s\n", file.path().c_str());
 }
 
-// Calls write(x, y, r) at every point of the map, with an empty line after each row.
+// Calls write(x, y, r) at every point of the map, with an empty line after each row. True stands
+// for finite values.
 template <class Write>
 void write_map(const BlochSolution &solution, OutputFile &file, Write write) {
     const BlochCondition &condition = solution.condition;
-    for_each_map_point(condition.map, condition.base, write, [&] { mb_fprintf(file, "\n"); });
+    const auto put = [&](double x, double y, const RealUvw &r) {
+        solution.non_finite.add(write(x, y, r));
+    };
+    for_each_map_point(condition.map, condition.base, put, [&] { mb_fprintf(file, "\n"); });
     mb_fprintf(stdout, "100%%.\n");
     mb_fclose(file);
 }
@@ -122,6 +127,7 @@ void write_projected_potential(const BlochSolution &solution, const complex *con
     write_map(solution, file, [&](double x, double y, const RealUvw &r) {
         const complex v = calc_projpot(r, solution.hkl, rows.data());
         mb_fprintf(file, "%g\t%g\t%g\t%g\n", x, y, v.re, v.im);
+        return is_finite(v);
     });
     mb_fprintf(solution.log, " Projected potential: ==> %s\n", file.path().c_str());
     mb_fprintf(solution.script, "%s_pp.txt\n%d    # branch_begin\n%d    # branch_end\n",
@@ -147,6 +153,7 @@ void write_bloch_state(const BlochSolution &solution, int branch) {
         const complex b = calc_bloch_state_func_ug(j, r, solution.hkl, solution.k,
                                                    work.beta_selected.data(), work.eigvec.get());
         mb_fprintf(file, "%g\t%g\t%g\t%g\t%g\t%g\n", x, y, c_norm(b), c_arg(b), b.re, b.im);
+        return is_finite(b);
     });
 }
 
@@ -160,8 +167,9 @@ void calc_bloch_state_ug(const BlochCondition &condition, const TiltProblem &pro
     chk_selected_branches(condition.branches, work.n_exact);
 
     OutputFile script = open_bloch_script(base_name);
-    const BlochSolution solution = {condition, work,  selected_hkl(sd.beams, work), K_t, base_name,
-                                    log,       script};
+    NonFinitePoints points;
+    const BlochSolution solution = {
+        condition, work, selected_hkl(sd.beams, work), K_t, base_name, log, script, points};
     write_kn(solution);
     write_projected_potential(solution, problem.V);
     for (int branch = condition.branches.begin; branch <= condition.branches.end; ++branch) {
@@ -174,6 +182,7 @@ void calc_bloch_state_ug(const BlochCondition &condition, const TiltProblem &pro
     NonFiniteCount non_finite;
     non_finite.add(finite_solution(work));
     non_finite.report(log);
+    points.report(log);
 }
 
 } // namespace

@@ -27,6 +27,11 @@ TiltProblem prepare_tilts(Csd &csd, Sd &sd, const complex *const *V, std::FILE *
     calc_kxy_tilt(sd, csd.metric);
     mb_fprintf(stdout, "$$ num_k_points = %d, num_k_points_effective = %d\n", sd.grid.num_pix,
                sd.grid.num_pix_in);
+    if (sd.grid.num_pix_in == 0) {
+        mb_fprintf_stdo(log,
+                        "$$ Warning: no point of the tilt grid lies within the disk: nothing is "
+                        "calculated.\n");
+    }
     warn_single_point_line(sd.grid, log);
     warn_one_thread();
     if (sd.grid.disksize == 0.0) {

@@ -40,7 +40,7 @@ void chk_tensor(const void *p);
 void chk_tensor4(const void *p);
 
 // Ends the run with a "$$" line on the console, status 1, when `bytes` (a double, so that a product
-// of counts cannot overflow) is more than the machine has free; `what` names what they are for.
+// of counts cannot overflow) is more than available_memory(); `what` names what they are for.
 // Where the machine does not tell how much it has, nothing is refused. Asked before the large
 // allocations whose sizes come from a file: systems that lend more memory than they have would
 // end the run later, without a word.

@@ -12,6 +12,8 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -56,8 +58,11 @@ struct ProgramInput {
     std::string standard_output = {}; // where it goes instead of being captured
     std::chrono::seconds limit{120};  // after which a run counts as hanging and is killed
     std::string interrupt_at = {};    // SIGTERM as soon as there is this file
+    std::string interrupt_said = {};  // or as soon as the output holds this
     std::vector<int> closed = {};     // descriptors that are closed at the start
-    std::map<std::string, std::string> links = {}; // name -> target
+    std::map<std::string, std::string> links = {};   // name -> target
+    std::vector<std::pair<int, rlim_t>> limits = {}; // RLIMIT_..., of the program
+    bool unwritable = false; // the working folder, also for a privileged user
 };
 
 // What a run left behind. The working folder lives as long as the record.
@@ -95,6 +100,16 @@ struct ProgramRun {
     if (chdir((folder / "work").c_str()) != 0) {
         _exit(126);
     }
+    for (const auto &[resource, most] : input.limits) {
+        const rlimit both = {most, most};
+        if (setrlimit(static_cast<__rlimit_resource_t>(resource), &both) != 0) {
+            _exit(126);
+        }
+    }
+    constexpr uid_t nobody = 65534;
+    if (input.unwritable && (chmod(".", 0555) != 0 || (geteuid() == 0 && setuid(nobody) != 0))) {
+        _exit(126);
+    }
     unsetenv("ORVEL_DATA");
     if (input.tables) {
         setenv("ORVEL_DATA", ORVEL_SOURCE_DIR "/data", 1);
@@ -110,7 +125,7 @@ struct ProgramRun {
 
 inline int wait_for(pid_t child, const ProgramInput &input, const std::filesystem::path &folder) {
     const auto deadline = std::chrono::steady_clock::now() + input.limit;
-    bool interrupted = input.interrupt_at.empty();
+    bool interrupted = input.interrupt_at.empty() && input.interrupt_said.empty();
     int state = 0;
     while (waitpid(child, &state, WNOHANG) == 0) {
         if (std::chrono::steady_clock::now() > deadline) {
@@ -119,7 +134,10 @@ inline int wait_for(pid_t child, const ProgramInput &input, const std::filesyste
             waitpid(child, &state, 0);
             break;
         }
-        if (!interrupted && std::filesystem::exists(folder / "work" / input.interrupt_at)) {
+        if (!interrupted &&
+            (input.interrupt_said.empty()
+                 ? std::filesystem::exists(folder / "work" / input.interrupt_at)
+                 : read_file(folder / "out").find(input.interrupt_said) != std::string::npos)) {
             interrupted = kill(child, SIGTERM) == 0;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(2));

@@ -90,6 +90,9 @@ TEST(ManualBeams, AreTakenAsGivenAndSwitchTheSelectionOff) {
     EXPECT_EQ(beams.hkl, (std::vector<Hkl>{{2, 2, 0}, {0, 0, 0}, {-1, 1, 1}}));
     EXPECT_EQ(beams.num_exact_beam, 2);
 
+    EXPECT_EQ(outcome_of([] { fget_beam_list(1, 2, stream_of("0 0 0\n1 0 0\n0 0 0\n")); }).out,
+              "$$ Warning: 0 0 0 occurs more than once in the beam list.\n");
+
     // Output reflections are looked up among the exact beams only.
     EXPECT_EQ(fget_cal_g(2, beams, stream_of("0 0 0\n2 2 0\n")), (std::vector<int>{1, 0}));
     const Outcome bethe = outcome_of([&] { fget_cal_g(1, beams, stream_of("-1 1 1\n")); });

@@ -232,6 +232,12 @@ TEST(Cbed, OddSettingsAreToldAndTheRunGoesOn) {
     EXPECT_EQ(line.status, 0);
     EXPECT_NE(line.out.find("$$ Warning: a line of tilts needs at least 2 points"),
               std::string::npos);
+    // The corners of a square alone.
+    c.grid = "2\n2\n0.5\n";
+    const ProgramRun dark = run_parameter_file(c.cbed("1\n0 0 0\n", "1\n100\n"));
+    EXPECT_EQ(dark.status, 0);
+    EXPECT_NE(dark.out.find("$$ Warning: no point of the tilt grid lies within the disk"),
+              std::string::npos);
     // Neither reflections nor thicknesses: nothing to write, and nothing to fall over.
     EXPECT_EQ(run_parameter_file(gaas_disk().cbed("-1\n", "1\n100\n")).status, 0);
     EXPECT_EQ(run_parameter_file(gaas_disk().cbed("0\n", "0\n")).status, 0);

@@ -266,6 +266,34 @@ TEST(ProjectedMaps, FilesAndScripts) {
     EXPECT_TRUE(reim.read("run_re_pp.plt").starts_with("#Real (elastic) potential plot\n"));
 }
 
+TEST(MapJobs, CountThePointsThatAreNotNumbers) {
+    // exp(-B s^2) overflows: every sum has an infinite term.
+    const CrystalText swollen = {"swollen", orthogonal.lattice,
+                                 "1\n" + iso_site("Si", "0.1\n0.22\n0.31\n", -1e9)};
+    const std::string plane = block_proj("0\n2 0\n0 0 0\n1 0 0\n", "3 2\n0 1\n0 1\n", "20\n");
+    const std::string cell = block_3d("UNITCELL_XYZ\n4 4 4\n");
+    const struct {
+        std::string job;
+        std::string conditions;
+        std::string count;
+    } cases[] = {{density_3d, cell, "128 of 128"},
+                 {potential_3d, cell, "128 of 128"},
+                 {density_proj, plane, "6 of 6"},
+                 {potential_proj, plane, "6 of 6"}};
+    for (const auto &c : cases) {
+        const ProgramRun run = run_parameter_file(run_text(c.job, "", swollen, c.conditions));
+        EXPECT_EQ(run.status, 0) << c.job << run.out;
+        const std::string line = "$$ Warning: " + c.count + " map points are not finite numbers.\n";
+        EXPECT_TRUE(contains(run.out, line)) << c.job << run.out;
+        // At 000 the factor is 1.
+        EXPECT_EQ(contains(run.out, "$$ Warning: 1 of 2 reflections have structure factors that "
+                                    "are not finite numbers.\n"),
+                  c.conditions == plane)
+            << run.out;
+        EXPECT_TRUE(contains(run.read("run_log.txt"), line)) << c.job;
+    }
+}
+
 TEST(MapJobs, RefuseWhatTheyCannotUse) {
     const std::string one = "0\n1 0\n0 0 0\n";
     struct Case {

@@ -6,6 +6,9 @@
 #include "support/run_end.hpp"
 #include "support/work_folder.hpp"
 
+#include <atomic>
+#include <thread>
+
 namespace orvel::test {
 namespace {
 
@@ -93,24 +96,56 @@ TEST(Writing, LeavesTheEarlierResultWhenTheRunEnds) {
 TEST(Interrupt, TellsHowFarTheRunCame) {
     Conditions conditions;
     conditions.grid = "1\n300000\n1\n";
-    const std::string text = conditions.dispsurf("1 2\n", "0\n", "1\n100\n");
-    const ProgramRun run = run_program({.files = {{"run.txt", text}, {"run_ds.txt", "old"}},
-                                        .args = {"run.txt"},
-                                        .interrupt_at = "run_ds.txt.part"});
-    EXPECT_EQ(run.status, 1);
-    int done = 0;
-    int of = 0;
-    const std::size_t line = run.out.rfind("\n$$ ");
-    ASSERT_NE(line, std::string::npos) << run.out;
-    EXPECT_EQ(std::sscanf(run.out.c_str() + line, "\n$$ Interrupted after %d of %d steps. Abort.",
-                          &done, &of),
-              2)
-        << run.out;
-    EXPECT_LT(done, of);
-    EXPECT_EQ(run.read("run_ds.txt"), "old");
-    for (const fs::directory_entry &file : fs::directory_iterator(run.path(""))) {
-        EXPECT_NE(file.path().extension(), ".part");
+    const ProgramInput cases[] = {
+        {.files = {{"run.txt", conditions.dispsurf("1 2\n", "0\n", "1\n100\n")},
+                   {"run_ds.txt", "old"}},
+         .interrupt_at = "run_ds.txt.part"},
+        // A mark of progress: all threads are at work.
+        {.files = {{"run.txt", conditions.cbed("0\n", "1\n100\n")},
+                   {"orvel.ini", "num_threads 3\nINI_PARAM_END\n"},
+                   {"run_ds.txt", "old"}},
+         .interrupt_said = "    5%"},
+    };
+    for (ProgramInput input : cases) {
+        input.args = {"run.txt"};
+        const ProgramRun run = run_program(input);
+        EXPECT_EQ(run.status, 1);
+        int done = 0;
+        int of = 0;
+        const std::size_t line = run.out.rfind("\n$$ ");
+        ASSERT_NE(line, std::string::npos) << run.out;
+        EXPECT_EQ(std::sscanf(run.out.c_str() + line,
+                              "\n$$ Interrupted after %d of %d steps. Abort.", &done, &of),
+                  2)
+            << run.out;
+        EXPECT_LT(done, of);
+        EXPECT_EQ(run.out.find('$', line + 3), std::string::npos) << run.out;
+        EXPECT_EQ(run.read("run_ds.txt"), "old");
+        for (const fs::directory_entry &file : fs::directory_iterator(run.path(""))) {
+            EXPECT_NE(file.path().extension(), ".part");
+        }
     }
+}
+
+TEST(Writing, ThreadsEndTheRunOneAfterTheOther) {
+    // With an ending that does not come back, as the program's own, there is one end.
+    EXPECT_EXIT(
+        {
+            static std::atomic<int> ends = 0;
+            set_run_ending([](int status) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+                std::_Exit(++ends == 1 ? status : 99);
+            });
+            std::vector<std::thread> threads;
+            for (int i = 0; i < 4; ++i) {
+                threads.emplace_back([] {
+                    OutputFile file = mb_fopen_chk_wmode("/dev/null");
+                    mb_error_exit(stderr, "once");
+                });
+            }
+            threads[0].join();
+        },
+        testing::ExitedWithCode(1), "^..error: once\n$");
 }
 
 TEST(Program, KeepsItsFilesFromClosedStandardStreams) {
