@@ -22,7 +22,7 @@ Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind);
 // (limited_branch). A tilt that would take one over is solved again, in grid order, when all others
 // are done.
 // Tilts that follow from others by symmetry are equal to theirs to rounding; propagated ones are
-// exact to about 1e-12.
+// exact to about 1e-11 of the incident beam.
 //
 // With checkpoint_seconds the tilts are kept in "%s_checkpoint" until all is written; those of an
 // earlier run are taken from it. In a rank other than 0 write() is not called.

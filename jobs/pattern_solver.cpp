@@ -57,7 +57,10 @@ Sd conditions_for(const Sd &sd, const std::vector<int> &reflections) {
 } // namespace
 
 bool use_propagation() {
-    return dbg.propagation_flag != 0 && epsilon.bc_accuracy == 1.0 && !tilts_write();
+    // Where solvers are chosen that end the run or give no numbers, it does so with the flag too.
+    const bool solvable = (epsilon.eigmat_func == 0 || epsilon.eigmat_func == 1) &&
+                          epsilon.invmat_func == 0 && epsilon.bc_invmat_func == 0;
+    return dbg.propagation_flag != 0 && epsilon.bc_accuracy == 1.0 && solvable && !tilts_write();
 }
 
 PatternSolver::PatternSolver(const TiltProblem &problem, std::span<const SymOp> ops,
@@ -72,8 +75,9 @@ PatternSolver::PatternSolver(const TiltProblem &problem, std::span<const SymOp> 
     if (propagating_) {
         block_size_ = propagated_block(symmetry_.orbits.size());
     } else if (dbg.propagation_flag != 0) {
-        mb_fprintf(stdout, "$$ propagation_flag: it needs all branches (bc_accuracy 1), and no "
-                           "dumps, checks or monitor lines: the tilts are solved one by one.\n");
+        mb_fprintf(stdout, "$$ propagation_flag: it needs all branches (bc_accuracy 1), valid "
+                           "solvers, and no dumps, checks or monitor lines: the tilts are solved "
+                           "one by one.\n");
     }
 }
 
