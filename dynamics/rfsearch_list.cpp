@@ -4,7 +4,9 @@
 #include "app/run_settings.hpp"
 #include "crystal/strct_f.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace orvel {
 
@@ -58,6 +60,14 @@ void print_rfinfo(std::FILE *stream, int position, const Hkl &g, bool is_bethe,
                info.absorptive.im);
 }
 
+bool all_finite(const ReflectionInfo &info) {
+    const double values[] = {info.projection.a, info.projection.b,  info.length,
+                             info.F.re,         info.F.im,          info.elastic.re,
+                             info.elastic.im,   info.absorptive.re, info.absorptive.im};
+    return std::all_of(std::begin(values), std::end(values),
+                       [](double value) { return std::isfinite(value); });
+}
+
 } // namespace
 
 void reflex_dump_csd(const Sd &sd, const Csd &csd, const std::string &base_name, int job_number) {
@@ -83,15 +93,14 @@ void reflex_dump_csd(const Sd &sd, const Csd &csd, const std::string &base_name,
         info.F = structure_factor_ext_tbl(g, csd, voltage, known).F;
         info.elastic = calc_Fg_ela(g, csd, voltage);
         info.absorptive = calc_Fg_inela(g, csd, voltage);
-        const complex all = c_add(info.F, c_add(info.elastic, info.absorptive));
-        non_finite += std::isfinite(all.re) && std::isfinite(all.im) ? 0 : 1;
+        non_finite += all_finite(info) ? 0 : 1;
         print_rfinfo(file, i, g, i >= sd.beams.num_exact_beam, info);
     }
     mb_fclose(file);
     if (non_finite > 0) {
         mb_fprintf(stdout,
-                   "$$ Warning: %d of %d reflections have structure factors that are not finite "
-                   "numbers.\n",
+                   "$$ Warning: %d of %d lines of the reflection list hold values that are not "
+                   "finite numbers.\n",
                    non_finite, sd.beams.size());
     }
     if (dbg.reflex_only_flag == 1) {

@@ -286,8 +286,8 @@ TEST(MapJobs, CountThePointsThatAreNotNumbers) {
         const std::string line = "$$ Warning: " + c.count + " map points are not finite numbers.\n";
         EXPECT_TRUE(contains(run.out, line)) << c.job << run.out;
         // At 000 the factor is 1.
-        EXPECT_EQ(contains(run.out, "$$ Warning: 1 of 2 reflections have structure factors that "
-                                    "are not finite numbers.\n"),
+        EXPECT_EQ(contains(run.out, "$$ Warning: 1 of 2 lines of the reflection list hold values "
+                                    "that are not finite numbers.\n"),
                   c.conditions == plane)
             << run.out;
         EXPECT_TRUE(contains(run.read("run_log.txt"), line)) << c.job;
