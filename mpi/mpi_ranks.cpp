@@ -2,8 +2,10 @@
 
 #include "app/mb_mpi.hpp"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 #include <unistd.h>
 
 namespace orvel {
@@ -78,18 +80,36 @@ void MpiRanks::finalize() {
     MPI_Finalize();
 }
 
+// A rank that could not go on takes nothing any more, so rank 0 listens while it waits.
+void MpiRanks::wait_for(MPI_Request &request) {
+    int done = 0;
+    MPI_Test(&request, &done, MPI_STATUS_IGNORE);
+    while (done == 0) {
+        if (rank_ == 0) {
+            chk_last_words();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        MPI_Test(&request, &done, MPI_STATUS_IGNORE);
+    }
+}
+
 std::string MpiRanks::share(const std::string &text) {
     int length = static_cast<int>(text.size());
-    MPI_Bcast(&length, 1, MPI_INT, 0, MPI_COMM_WORLD);
+    MPI_Request request = MPI_REQUEST_NULL;
+    MPI_Ibcast(&length, 1, MPI_INT, 0, MPI_COMM_WORLD, &request);
+    wait_for(request);
     std::string shared = text;
     shared.resize(static_cast<std::size_t>(length));
-    MPI_Bcast(shared.data(), length, MPI_CHAR, 0, MPI_COMM_WORLD);
+    MPI_Ibcast(shared.data(), length, MPI_CHAR, 0, MPI_COMM_WORLD, &request);
+    wait_for(request);
     return shared;
 }
 
 void MpiRanks::assign(int to, std::span<const int> numbers) {
-    MPI_Send(numbers.data(), static_cast<int>(numbers.size()), MPI_INT, to, assignment,
-             MPI_COMM_WORLD);
+    MPI_Request request = MPI_REQUEST_NULL;
+    MPI_Isend(numbers.data(), static_cast<int>(numbers.size()), MPI_INT, to, assignment,
+              MPI_COMM_WORLD, &request);
+    wait_for(request);
 }
 
 std::vector<int> MpiRanks::assigned() {

@@ -36,6 +36,8 @@ private:
     void finalize();
     // Ends the run of rank 0 where another rank could not go on.
     void chk_last_words();
+    // Waits for a message to be taken, or to come; ends the run as chk_last_words does.
+    void wait_for(MPI_Request &request);
     // Forgets what has arrived; waits until at most `left` are on their way.
     void wait_for_sent(std::size_t left);
 
