@@ -59,14 +59,6 @@ void let_writes_fail() {
 #endif
 }
 
-// A file opened in the place of a closed standard stream would get its text, so those places are
-// taken first. Opened for reading: what is written to a closed output still fails.
-void occupy_standard_streams() {
-    static const std::array<std::FILE *, 3> held = {
-        std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r")};
-    static_cast<void>(held);
-}
-
 // Memory that runs out in any container ends the run as the allocators' own checks do.
 void end_when_memory_is_out() {
     std::set_new_handler([] { chk_vector(nullptr); });
@@ -123,6 +115,12 @@ void write_banner(std::FILE *stream, const char *gap) {
 }
 
 } // namespace
+
+void occupy_standard_streams() {
+    static const std::array<std::FILE *, 3> held = {
+        std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r")};
+    static_cast<void>(held);
+}
 
 void opening_title() {
     write_banner(stdout, "  ");

@@ -1,9 +1,11 @@
 #include "dynamics/mbfunc_matrix.hpp"
 
+#include "app/run_settings.hpp"
 #include "crystal/lattice.hpp"
 #include "crystal/potential_coef.hpp"
 #include "numeric/cmatutil.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace orvel {
@@ -58,6 +60,24 @@ void construct_ug_mat_slct(double voltage, const complex *const *V, const WorkCa
         }
         A[i][i] = divided({2.0 * K * work.s[list[i]], U0.im}, beta);
     }
+}
+
+bool may_trade_places(double voltage, const complex *const *V, std::span<const int> exact) {
+    constexpr double room = 4.0;
+    if (epsilon.eigmat_func != 0 || exact.size() < 2) {
+        return false;
+    }
+    const double least = room * epsilon.eigen_eps / matrix_units(voltage, V[0][0]).U_per_V;
+    const auto couples = [&](complex v) {
+        return !(std::fabs(v.re) < least && std::fabs(v.im) < least);
+    };
+    const auto is_alone = [&](int g) {
+        return std::none_of(exact.begin(), exact.end(),
+                            [&](int h) { return h != g && couples(V[g][h]); }) ||
+               std::none_of(exact.begin(), exact.end(),
+                            [&](int h) { return h != g && couples(V[h][g]); });
+    };
+    return std::any_of(exact.begin(), exact.end(), is_alone);
 }
 
 void fold_bethe_beams(int flag_bs, int n_exact, int n_bethe, const complex *const *A,

@@ -7,6 +7,8 @@
 
 #include "dynamics/work_cal_int.hpp"
 
+#include <span>
+
 namespace orvel {
 
 // What turns potentials and excitation errors into elements of the matrix.
@@ -21,6 +23,12 @@ MatrixUnits matrix_units(double voltage, complex V0);
 // matrix V (volts, global list), work.s and work.beta. Negative products of beta give NaN.
 void construct_ug_mat_slct(double voltage, const complex *const *V, const WorkCalInt &work,
                            complex *const *A);
+
+// True where the eigen-solver may give a beam the place of another: eigmat_func 0 balances by
+// permutations, which are not undone, and moves a beam whose couplings are all below eigen_eps.
+// Asks the potential whether one of the exact beams couples to no other, or no other to it, with
+// room for the surface factors.
+bool may_trade_places(double voltage, const complex *const *V, std::span<const int> exact);
 
 // Codes of the beam search up to 9 fold by the generalized form, from 10 on by the simple one.
 void fold_bethe_beams(int flag_bs, int n_exact, int n_bethe, const complex *const *A,

@@ -285,6 +285,11 @@ void propagate_tilts(const TiltProblem &problem, std::span<const RealHkl> K_t, W
     const MatrixUnits units = matrix_units(problem.sd.beam.acc_voltage, problem.V[0][0]);
     for (std::size_t i = 0; i < K_t.size(); ++i) {
         select_tilt(problem, K_t[i], tilt);
+        const auto n_exact = static_cast<std::size_t>(tilt.n_exact);
+        if (may_trade_places(problem.sd.beam.acc_voltage, problem.V,
+                             {tilt.index_list.data(), n_exact})) {
+            continue;
+        }
         if (tilt.n_bethe > 0) {
             work.served[i] = propagate_folded(problem, tilt, work, tables[i]) ? 1 : 0;
         } else {

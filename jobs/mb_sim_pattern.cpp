@@ -75,6 +75,9 @@ std::uint64_t fingerprint(const PatternRun &run) {
     print.add(problem.abs_K);
     print.add(problem.metric);
     print.add(sd.grid.kxy);
+    for (const TiltPoint &point : sd.grid.pix) {
+        print.add(point.cal_flag);
+    }
     print.add(dbg.tilt_symmetry_flag);
     print.add(use_propagation());
     print.add(sd.reflections);
@@ -91,6 +94,19 @@ std::uint64_t fingerprint(const PatternRun &run) {
         print.add(setting);
     }
     return print.value();
+}
+
+// Ranks that do not have the same problem and the same blocks of it cannot share them.
+void chk_same_problem(const PatternRun &run) {
+    if (ranks().size() == 1) {
+        return;
+    }
+    const std::string own =
+        std::to_string(fingerprint(run)) + " " + std::to_string(run.solver.num_blocks());
+    if (ranks().share(own) != own) {
+        input_exit(
+            "$$ The parameter file, orvel.ini or the tables are not those of rank 0. Abort.");
+    }
 }
 
 void open_checkpoint(PatternRun &run) {
@@ -158,6 +174,7 @@ TiltSteps steps_of(const PatternRun &run, const std::vector<int> &open,
 }
 
 void solve_pattern(PatternRun &run) {
+    chk_same_problem(run);
     const std::vector<int> open = open_blocks(run);
     const std::vector<int> share =
         run.ranks.share_out(open, !tilts_write(), [&](int b) { return run.solver.num_tilts(b); });

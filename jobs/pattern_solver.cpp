@@ -3,6 +3,7 @@
 #include "app/mb_mpi.hpp"
 #include "app/ranks.hpp"
 #include "app/run_settings.hpp"
+#include "dynamics/mbfunc_matrix.hpp"
 #include "dynamics/mbfunc_propagate.hpp"
 #include "jobs/tilt_threads.hpp"
 
@@ -169,8 +170,10 @@ void PatternSolver::give_image(int first, const ImageTilt &image, int kept, Patt
 void PatternSolver::give_others(const TiltOrbit &orbit, int kept, PatternSlot &slot,
                                 const Take &take) const {
     WorkCalInt &work = slot.work;
-    const bool settled = kept_branches_settled(work);
     const BeamSelection selection = selection_of(work);
+    const bool settled =
+        kept_branches_settled(work) &&
+        !may_trade_places(sd_.beam.acc_voltage, solved_problem_.V, selection.exact);
     slot.first_exact.assign(selection.exact.begin(), selection.exact.end());
     slot.first_bethe.assign(selection.bethe.begin(), selection.bethe.end());
     const BeamSelection first = {slot.first_exact, slot.first_bethe};

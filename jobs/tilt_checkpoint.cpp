@@ -150,7 +150,7 @@ void TiltCheckpoint::add(int tilt, int kept, std::span<const double> values, dou
 }
 
 void TiltCheckpoint::remove() {
-    if (stream_ != nullptr) {
+    if (!path_.empty()) {
         stream_.reset();
         std::remove(path_.c_str());
     }

@@ -224,6 +224,7 @@ TEST(Propagate, FluxIsKeptWithoutAbsorption) {
 }
 
 TEST(Propagate, WithoutCouplingsTheBeamIsDampedByTheMeanAbsorption) {
+    const Setting<int> without_permutations(epsilon.eigmat_func, 1);
     Problem p(silicon, si_001, face_centred({0, 0, 1}, 6, 21), 21);
     for (int i = 0; i < 21; ++i) {
         for (int j = 0; j < 21; ++j) {
@@ -277,6 +278,13 @@ const HandBack hand_backs[] = {
      0},
     {"folded potential not finite", 6, [](Problem &p) { p.potential.V[3][20].im = nan; }, 0},
     {"folded, huge thickness", 6, [](Problem &p) { p.sd.thicknesses[1] = -1e12; }, 0},
+    {"a beam that couples to nothing", 0,
+     [](Problem &p) {
+         for (int i = 0; i < 21; ++i) {
+             p.potential.V[4][i] = i == 4 ? p.potential.V[4][4] : complex{1e-12, 0.0};
+         }
+     },
+     0},
     {"nothing", 6, [](Problem &) {}, 3}};
 
 TEST(Propagate, HandsBackWhatItCannotServe) {
