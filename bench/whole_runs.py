@@ -32,8 +32,8 @@ class Way:
             work.joinpath("orvel.ini").write_text(self.keys + "INI_PARAM_END\n")
             started.append(work)
         begin = time.perf_counter()
-        runs = [subprocess.Popen(self.command + ["si001.dat"], cwd=work, stdout=subprocess.DEVNULL)
-                for work in started]
+        runs = [subprocess.Popen(self.command + ["si001.dat"], cwd=work, stdout=subprocess.DEVNULL,
+                                 stderr=subprocess.DEVNULL) for work in started]
         if any(run.wait() != 0 for run in runs):
             raise SystemExit(f"{self.name}: a run failed")
         return time.perf_counter() - begin, values(started[0])
