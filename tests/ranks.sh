@@ -54,7 +54,8 @@ cp "$examples/si_fringes/si220.dat" "$work/ranks"
 (cd "$work/ranks" && echo si220.dat | "$mpiexec" -n 2 "$orvel_mpi" >../out 2>&1) || fail "prompt"
 grep -q "See you again" "$work/out" || fail "no end of the fringes"
 
-# Every rank meets the same fault; only the second one has no tables; the second one is killed.
+# Every rank meets the same fault; only the second one has no tables; the second one
+# has another voltage; it is killed.
 run "$work/ranks" 3 nothing.dat && fail "no parameter file, and no error"
 [ "$(grep -c 'Cannot open nothing.dat' "$work/out")" -eq 1 ] || fail "told more than once, or never"
 cp "$examples/gaas110_cbed/gaas110.dat" "$work/ranks"
@@ -62,6 +63,7 @@ cat >"$work/ranks/second_rank.sh" <<'END'
 #!/bin/sh
 case "$1${PMI_RANK:-}${OMPI_COMM_WORLD_RANK:-}" in
 tables1) export ORVEL_DATA=/nonexistent ;;
+input1) mkdir other && sed 's/^200$/201/' gaas110.dat >other/gaas110.dat && cd other || exit ;;
 kill1) (sleep 1; kill -9 $$) & ;;
 esac
 exec "$2" gaas110.dat
@@ -69,9 +71,10 @@ END
 # The tilts are many enough that the second fault comes before their end, and that their numbers do
 # not fit into a message that nobody takes.
 sed -i 's/^31$/1201/' "$work/ranks/gaas110.dat"
-for fault in tables kill; do
+for fault in tables input kill; do
     (cd "$work/ranks" && timeout -k 10 300 "$mpiexec" -n 2 sh second_rank.sh $fault "$orvel_mpi" \
         </dev/null >../out 2>&1) && fail "$fault: no error"
     [ ! -e "$work/ranks/gaas110_rs0.txt" ] || fail "$fault: a result"
+    [ $fault = kill ] || grep -q '^\$\$ Rank 1: ' "$work/out" || fail "$fault: not told"
 done
 exit 0

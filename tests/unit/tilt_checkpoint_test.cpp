@@ -56,7 +56,8 @@ TEST(TiltCheckpoint, IsOfOneInputOnly) {
     const std::string bytes = checkpoint_of(disk_at(), key);
     const std::string other = "$$ run_checkpoint is the checkpoint of another input";
     for (const std::string &parameters :
-         {disk_at("0.101\n0\n"), disk_at("0.1\n0\n", "eigen_eps 1e-9\n"), coherent(disk_at()),
+         {disk_at("0.101\n0\n"), disk_at("0.1\n0\n", "eigen_eps 1e-9\n"),
+          disk_at("0.1\n0\n", "general_eps 0.1\n"), coherent(disk_at()),
           disk_at("0.1\n0\n", "", "2\n150\n421\n"), disk_at("0.1\n0\n", "", "1\n150\n")}) {
         const ProgramRun run = run_with_keys(parameters, key, {{"run_checkpoint", bytes}});
         EXPECT_EQ(run.status, 1);
