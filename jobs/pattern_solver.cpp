@@ -159,9 +159,10 @@ void PatternSolver::give_image(int first, const ImageTilt &image, int kept, Patt
         copy_tilt(sources, n_thick, slot.amplitudes.get(), slot.image_amplitudes.get());
         // The probe has its own phase at each tilt.
         const complex probe = c_mul(kind_.phase[image.point], c_conj(kind_.phase[first]));
-        complex *psi = slot.image_amplitudes[0];
-        for (std::size_t i = 0; i < sd_.reflections.size() * n_thick; ++i) {
-            psi[i] = c_mul(psi[i], probe);
+        for (std::size_t o = 0; o < sd_.reflections.size(); ++o) {
+            for (std::size_t k = 0; k < n_thick; ++k) {
+                slot.image_amplitudes[o][k] = c_mul(slot.image_amplitudes[o][k], probe);
+            }
         }
         give_amplitudes(image.point, kept, slot.image_amplitudes.get(), slot, take);
     }
@@ -245,16 +246,18 @@ void PatternSolver::solve_block(int b, int kept_before, PatternSlot &slot, const
     }
     for (std::size_t i = 0; i < orbits.size(); ++i) {
         const int p = orbits[i].first;
-        int kept = kept_by_propagation;
-        if (propagating_ && slot.propagation->served[i] != 0) {
+        const bool served = propagating_ && slot.propagation->served[i] != 0;
+        if (served) {
             use_propagated(i, p, slot);
-            select_tilt(solved_problem_, sd_.grid.kxy[p], slot.work);
         } else {
             solve(p, kept_before, slot);
-            kept = slot.work.n_kept;
         }
+        const int kept = served ? kept_by_propagation : slot.work.n_kept;
         give_solved(p, kept, slot, take);
         if (!orbits[i].others.empty()) {
+            if (served) {
+                select_tilt(solved_problem_, sd_.grid.kxy[p], slot.work);
+            }
             give_others(orbits[i], kept, slot, take);
         }
         kept_before = count_not_found;

@@ -44,13 +44,16 @@ void join_border(int n, int m, complex *const *b, const InvmatWork &work) {
 } // namespace
 
 InvmatWork::InvmatWork(int n)
-    : n_max(n), reals(2 * plane_size(n + strip) + 2 * plane_size(n) + 2 * plane_size(lu_block) +
-                      2 * static_cast<std::size_t>(round_up_strip(n)) + strip),
+    : n_max(n),
+      reals(2 * plane_size(n + strip) + 2 * plane_size(n) + 2 * plane_size(lu_block) +
+            2 * static_cast<std::size_t>(lu_block) * static_cast<std::size_t>(plane_ld(n)) +
+            2 * static_cast<std::size_t>(round_up_strip(n)) + strip),
       index(2 * static_cast<std::size_t>(n)) {
     PlaneDealer deal(reals);
     a = deal.planes(n + strip); // a border may begin up to a strip later than its rows
     x = deal.planes(n);
     block = deal.planes(lu_block);
+    panel = deal.planes(lu_block, n);
     xr = deal.vector(n);
     xi = deal.vector(n);
 }
@@ -79,7 +82,7 @@ bool schur_complement(int n, int m, const complex *const *a, complex *const *b, 
     task.n = m;
     task.tol = epsilon.inv_eps;
     task.border = n;
-    if (lu_decompose(task, work.a, work.index.data()) < m) {
+    if (lu_decompose(task, work.a, work.panel, work.index.data()) < m) {
         return false;
     }
     dbg_mon("$$ invmat: Numpack inv_c_mat()\n");

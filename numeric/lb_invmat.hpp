@@ -19,6 +19,7 @@ struct InvmatWork {
     Planes a;                            // the copy that is factorized
     Planes x;                            // the inverse
     Planes block;                        // inverse of one diagonal block
+    Planes panel;                        // columns of a panel, each as a row
     double *xr = nullptr, *xi = nullptr; // solution of the boundary condition
 };
 

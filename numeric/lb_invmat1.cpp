@@ -163,7 +163,7 @@ int inv_c_mat(int n, double tol, complex *const *a, InvmatWork &work) {
         return invert_small(n, tol, a);
     }
     split_planes(n, a, work.a);
-    const int reached = lu_decompose({n, tol, false}, work.a, work.index.data());
+    const int reached = lu_decompose({n, tol, false}, work.a, work.panel, work.index.data());
     if (reached < n) {
         join_planes(n, work.a, a);
         return anomalous_termination(reached);

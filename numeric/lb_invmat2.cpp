@@ -84,7 +84,7 @@ void inverse(int n, complex *const *m, complex *alpha, double tol, int &status, 
         std::swap_ranges(m[0], m[0] + n, m[n - 1]);
     }
     split_planes(n, m, work.a);
-    lu_decompose({n, 0.0, true}, work.a, work.index.data());
+    lu_decompose({n, 0.0, true}, work.a, work.panel, work.index.data());
     substitute_forward(n, unit_row(n, work.index.data()), alpha, work);
     substitute_back(n, alpha, work);
     std::swap(alpha[column], alpha[n - 1]);

@@ -62,6 +62,17 @@ struct Product {
     Planes b;
 };
 
+// One step of the elimination in a panel of columns, each given as a row: the entries of row
+// `column` behind `pivot` are divided by its entry there and become multipliers f_i; then
+// y_i -= f_i y_pivot in the rows behind it up to `columns`, for i up to `rows`.
+struct PanelStep {
+    Planes panel;
+    int column = 0;
+    int columns = 0;
+    int pivot = 0;
+    int rows = 0;
+};
+
 // Rows of a panel of a packed block matrix.
 inline constexpr int block_height = 4;
 
@@ -143,6 +154,7 @@ struct Kernels {
     // sum over k = from..n-1 of u_k a_ik.
     complex (*row_sum)(const Planes &a, int i, int from, int n, const double *ur, const double *ui);
     void (*multiply)(const Product &p);
+    void (*panel_step)(const PanelStep &p);
     void (*block_term)(const BlockTerm &t);
     void (*block_sum)(const BlockSum &s);
     void (*single_term)(const SingleTerm &t);

@@ -266,11 +266,51 @@ ORVEL_ISA void multiply(const Product &p) {
     }
 }
 
+// f <- y / pivot, element by element from `from` on, as c_div divides.
+ORVEL_INLINE void divide_all(double *__restrict re, double *__restrict im, complex pivot, int from,
+                             int to) {
+    const bool by_re = std::fabs(pivot.re) >= std::fabs(pivot.im);
+    const double r = by_re ? pivot.im / pivot.re : pivot.re / pivot.im;
+    const double d = by_re ? pivot.re + r * pivot.im : pivot.im + r * pivot.re;
+    if (by_re) {
+        for (int i = from; i < to; ++i) {
+            const double x = re[i];
+            const double y = im[i];
+            re[i] = (x + r * y) / d;
+            im[i] = (y - r * x) / d;
+        }
+    } else {
+        for (int i = from; i < to; ++i) {
+            const double x = re[i];
+            const double y = im[i];
+            re[i] = (r * x + y) / d;
+            im[i] = (r * y - x) / d;
+        }
+    }
+}
+
+ORVEL_ISA void panel_step(const PanelStep &p) {
+    divide_all(p.panel.re_row(p.column), p.panel.im_row(p.column), p.panel.at(p.column, p.pivot),
+               p.pivot + 1, p.rows);
+    const double *__restrict fr = p.panel.re_row(p.column);
+    const double *__restrict fi = p.panel.im_row(p.column);
+    for (int c = p.column + 1; c < p.columns; ++c) {
+        double *__restrict re = p.panel.re_row(c);
+        double *__restrict im = p.panel.im_row(c);
+        const double ur = re[p.pivot];
+        const double ui = im[p.pivot];
+        for (int i = p.pivot + 1; i < p.rows; ++i) {
+            re[i] -= fr[i] * ur - fi[i] * ui;
+            im[i] -= fr[i] * ui + fi[i] * ur;
+        }
+    }
+}
+
 // The table of this build, with a kernel for the rotations of columns.
 constexpr Kernels table_with(void (*qr_columns)(const Hessenberg &, const QrSweep &)) {
     return {qr_rows,    qr_columns, rotate_vectors, reflect_both, reflect_rows,
             upper_row,  divide_row, eliminate,      row_sum,      multiply,
-            block_term, block_sum,  single_term};
+            panel_step, block_term, block_sum,      single_term};
 }
 
 } // namespace

@@ -8,13 +8,13 @@ namespace orvel {
 
 namespace {
 
-// Row from k on whose entry in column k has the largest modulus.
-int pivot_row(const LuTask &task, const Planes &a, int k) {
+// The largest modulus of a column, given as a row, from k on.
+int pivot_row(const LuTask &task, const double *re, const double *im, int k) {
     const int end = task.spare_last_row && k < task.n - 1 ? task.n - 1 : task.n;
     int pivot = k;
     double largest = 0.0;
     for (int i = k; i < end; ++i) {
-        const double size = c_norm(a.at(i, k));
+        const double size = c_norm({re[i], im[i]});
         if (size > largest) {
             largest = size;
             pivot = i;
@@ -36,25 +36,46 @@ void exchange_rows(const Planes &a, int n, int i, int k) {
     std::swap_ranges(a.im_row(i), a.im_row(i) + n, a.im_row(k));
 }
 
-// Columns k0..k1-1 on and below the diagonal. Returns k1 or the column without a pivot.
-int decompose_panel(const LuTask &task, const Planes &a, int k0, int k1, int *interchange) {
-    for (int k = k0; k < k1; ++k) {
-        const int p = pivot_row(task, a, k);
+// Row c of the panel <-> column k0 + c of the matrix, from row k0 on.
+void load_panel(const Planes &a, const Planes &panel, int k0, int k1, int rows) {
+    for (int i = k0; i < rows; ++i) {
+        for (int k = k0; k < k1; ++k) {
+            panel.set(k - k0, i, a.at(i, k));
+        }
+    }
+}
+void store_panel(const Planes &a, const Planes &panel, int k0, int k1, int rows) {
+    for (int i = k0; i < rows; ++i) {
+        for (int k = k0; k < k1; ++k) {
+            a.set(i, k, panel.at(k - k0, i));
+        }
+    }
+}
+
+// Columns k0..k1-1 on and below the diagonal, turned over: they are short rows, but long columns.
+// Returns k1 or the column without a pivot.
+int decompose_panel(const LuTask &task, const Planes &a, const Planes &panel, int k0, int k1,
+                    int *interchange) {
+    const int rows = row_end(task);
+    load_panel(a, panel, k0, k1, rows);
+    int k = k0;
+    for (; k < k1; ++k) {
+        const int p = pivot_row(task, panel.re_row(k - k0), panel.im_row(k - k0), k);
         interchange[k] = p;
-        const complex pivot = a.at(p, k);
-        if (c_abs(pivot) < task.tol) {
-            return k;
+        if (c_abs(panel.at(k - k0, p)) < task.tol) {
+            break;
         }
         if (p != k) {
             exchange_rows(a, column_end(task), p, k);
+            for (int c = 0; c < k1 - k0; ++c) {
+                std::swap(panel.re_row(c)[p], panel.re_row(c)[k]);
+                std::swap(panel.im_row(c)[p], panel.im_row(c)[k]);
+            }
         }
-        for (int i = k + 1; i < row_end(task); ++i) {
-            const complex factor = c_div(a.at(i, k), pivot);
-            a.set(i, k, factor);
-            kernels().eliminate(a, i, k, k + 1, k1, factor);
-        }
+        kernels().panel_step({panel, k - k0, k1 - k0, k, rows});
     }
-    return k1;
+    store_panel(a, panel, k0, k1, rows);
+    return k;
 }
 
 // A -= L U right of and below the panel.
@@ -79,10 +100,10 @@ void update_rest(const LuTask &task, const Planes &a, int k0, int k1) {
 
 } // namespace
 
-int lu_decompose(const LuTask &task, const Planes &a, int *interchange) {
+int lu_decompose(const LuTask &task, const Planes &a, const Planes &panel, int *interchange) {
     for (int k0 = 0; k0 < task.n; k0 += lu_block) {
         const int k1 = std::min(k0 + lu_block, task.n);
-        const int reached = decompose_panel(task, a, k0, k1, interchange);
+        const int reached = decompose_panel(task, a, panel, k0, k1, interchange);
         if (reached < k1) {
             return reached;
         }

@@ -28,7 +28,8 @@ inline constexpr int border_column(int n) {
 // A <- L and U of P A: L unit lower, U upper triangular. The pivot of a column is its entry of
 // largest modulus on or below the diagonal; interchange[k] is the row that row k was exchanged
 // with at step k. Each element is updated by the earlier columns in their order, as in Crout's
-// form, but block by block. Returns n, or the column (from 0) that had no pivot.
-int lu_decompose(const LuTask &task, const Planes &a, int *interchange);
+// form, but block by block. Returns n, or the column (from 0) that had no pivot. panel: scratch of
+// lu_block rows for n + border columns.
+int lu_decompose(const LuTask &task, const Planes &a, const Planes &panel, int *interchange);
 
 } // namespace orvel

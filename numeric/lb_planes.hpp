@@ -56,9 +56,11 @@ public:
     // count doubles, rounded up to whole strips.
     double *vector(int count) { return take(static_cast<std::size_t>(round_up_strip(count))); }
     // A matrix of order up to n.
-    Planes planes(int n) {
-        double *re = take(plane_size(n));
-        double *im = take(plane_size(n));
+    Planes planes(int n) { return planes(round_up_strip(n), n); }
+    // One of `rows` rows of up to n columns.
+    Planes planes(int rows, int n) {
+        double *re = take(static_cast<std::size_t>(rows) * static_cast<std::size_t>(plane_ld(n)));
+        double *im = take(static_cast<std::size_t>(rows) * static_cast<std::size_t>(plane_ld(n)));
         return {re, im, plane_ld(n)};
     }
 
