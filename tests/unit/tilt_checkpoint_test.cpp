@@ -1,7 +1,7 @@
 // A run that was ended early goes on from its checkpoint, to the same files.
 #include "support/pattern_runs.hpp"
 
-#include <regex>
+#include <cstdio>
 
 namespace orvel::test {
 namespace {
@@ -44,8 +44,13 @@ TEST(TiltCheckpoint, ARunGoesOnToTheSameFiles) {
                     EXPECT_FALSE(run.has("run_checkpoint"));
                     const bool some = left.size() > bytes.size() / 3;
                     EXPECT_EQ(run.out.find(" tilts are taken from") != std::string::npos, some);
-                    const std::regex all(R"(\$\$ (\d+) of \1 tilts are taken)");
-                    EXPECT_EQ(std::regex_search(run.out, all), left == bytes);
+                    int taken = -1;
+                    int of = 0;
+                    const std::size_t at = run.out.find("\nIntensity calculation\n");
+                    ASSERT_NE(at, std::string::npos);
+                    std::sscanf(run.out.c_str() + at, " Intensity calculation $$ %d of %d tilts",
+                                &taken, &of);
+                    EXPECT_EQ(taken == of, left == bytes);
                 }
             }
         }
