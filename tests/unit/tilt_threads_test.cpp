@@ -111,6 +111,22 @@ TEST(TiltThreads, OtherWaysToSolveGiveTheFullRun) {
     EXPECT_NE(dumped.find("$$ propagation_flag: it needs"), std::string::npos);
 }
 
+// 002 is forbidden and has no couplings: balancing puts it in the place of another beam, which
+// neither symmetry nor a series does.
+TEST(TiltThreads, ABeamWithoutCouplingsIsThatOfTheFullRun) {
+    Conditions c;
+    c.crystal = silicon.block();
+    c.incidence = "1 1 0\n1 1 0\n2 -2 0\n";
+    c.tilt = "0\n0\n";
+    c.grid = "2\n5\n0.6\n";
+    c.beams = "0\n4 0\n0 0 0\n0 0 2\n2 -2 0\n-2 2 0\n";
+    const std::string parameters = c.cbed("0\n", "2\n150\n420\n");
+    const ProgramRun full = run_with_keys(parameters, "");
+    for (const char *flags : {"tilt_symmetry_flag 1\n", "propagation_flag 1\n"}) {
+        expect_close_results(run_with_keys(parameters, flags), full);
+    }
+}
+
 TEST(TiltThreads, WhatTiltsWriteNeedsThemOneByOne) {
     const std::string parameters = small_disk().cbed("0\n", "1\n150\n");
     const std::string told = "$$ num_threads: dumps, checks and monitor lines need one tilt after "
