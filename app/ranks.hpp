@@ -27,7 +27,7 @@ public:
     virtual void assign(int, std::span<const int>) {}
     virtual std::vector<int> assigned() { return {}; }
     // Another rank to rank 0. Returns before it has arrived, unless many are still on their way.
-    virtual void send(std::vector<double>) {}
+    virtual void send(std::vector<double> &&) {}
     // Waits until all that was sent has arrived.
     virtual void flush() {}
     // Rank 0: takes the next message that has arrived; false when there is none. A rank that could

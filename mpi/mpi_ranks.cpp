@@ -137,7 +137,7 @@ void MpiRanks::wait_for_sent(std::size_t left) {
     }
 }
 
-void MpiRanks::send(std::vector<double> message) {
+void MpiRanks::send(std::vector<double> &&message) {
     wait_for_sent(most_sending - 1);
     Sending &s = sending_.emplace_back();
     s.message = std::move(message);

@@ -20,7 +20,7 @@ public:
     std::string share(const std::string &text) override;
     void assign(int to, std::span<const int> numbers) override;
     std::vector<int> assigned() override;
-    void send(std::vector<double> message) override;
+    void send(std::vector<double> &&message) override;
     void flush() override;
     bool receive(std::vector<double> &message) override;
 
