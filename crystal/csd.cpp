@@ -121,7 +121,6 @@ void read_low_order_block(std::FILE *stream, Csd &csd) {
     chk_data("}LOW_ORDER_FG", stream);
 }
 
-// Refuses what no calculation can use; the geometry behind it takes every cell as it comes.
 std::vector<double> parameter_values(const Csd &csd) {
     std::vector<double> values;
     const auto collect = [&](const FitPar &, const double &value) { values.push_back(value); };
@@ -131,6 +130,7 @@ std::vector<double> parameter_values(const Csd &csd) {
     return values;
 }
 
+// Refuses what no calculation can use; the geometry behind it takes every cell as it comes.
 void check_crystal(const Csd &csd) {
     const auto check = [](const FitPar &par, const double &value) {
         if (!std::isfinite(value)) {

@@ -35,7 +35,6 @@ bool is_number_below(double x, double limit) {
 // the same beginning. Returns true when it is whole.
 bool chk_header(std::FILE *stream, const std::string &path, const Header &header) {
     Header found;
-    found = {};
     const std::size_t count = std::fread(&found, 1, sizeof found, stream);
     const auto *bytes = reinterpret_cast<const char *>(&found);
     const auto *expected = reinterpret_cast<const char *>(&header);

@@ -33,16 +33,18 @@ struct Incidence {
     double acc_voltage = 100.0;
 };
 
+inline Csd read_with_tables(const CrystalText &crystal) {
+    const WorkFolder folder;
+    folder.link_tables();
+    return read_crystal(crystal.block());
+}
+
 // The first num_exact beams of the list are exact, the others Bethe beams; all are given out.
 class Problem {
 public:
     Problem(const CrystalText &crystal, const Incidence &incidence, const std::vector<Hkl> &beams,
             int num_exact) {
-        {
-            const WorkFolder folder;
-            folder.link_tables();
-            csd = read_crystal(crystal.block());
-        }
+        csd = read_with_tables(crystal);
         sd.beam.inc_uvw = incidence.inc_uvw;
         sd.beam.nor_uvw = incidence.nor_uvw;
         sd.beam.base_g1 = incidence.base_g1;

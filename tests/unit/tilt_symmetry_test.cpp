@@ -81,11 +81,7 @@ class Pattern {
 public:
     Pattern(const CrystalText &crystal, const Incidence &incidence, const Grid &grid,
             const Sphere &sphere) {
-        {
-            const WorkFolder folder;
-            folder.link_tables();
-            csd = read_crystal(crystal.block());
-        }
+        csd = read_with_tables(crystal);
         sd.beam.inc_uvw = incidence.inc_uvw;
         sd.beam.nor_uvw = incidence.nor_uvw;
         sd.beam.base_g1 = incidence.base_g1;
