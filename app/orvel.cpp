@@ -142,6 +142,7 @@ void mb_job(const std::string &param_file, const std::string &base_name, std::FI
     restart_unnamed();
     InputFile stream = fopen_chk_rmode(param_file);
     const std::string keyword = fget_1s(stream, "the job keyword");
+    chk_same_as_rank_0(keyword, "The job of the parameter file");
     read_eps_ctrl_params(stream);
     for (const auto &job : jobs) {
         if (keyword == job.keyword) {
@@ -166,6 +167,7 @@ int run_orvel(int argc, char **argv) {
     chk_standard_output();
 
     read_ini_file();
+    chk_same_as_rank_0(ini_values(), "orvel.ini");
     const std::string param_file = parameter_file_name(argc, argv);
     chk_name_length(param_file);
     const std::string base_name = base_name_of(param_file);

@@ -1,5 +1,7 @@
 #include "app/ranks.hpp"
 
+#include "app/mb_mpi.hpp"
+
 namespace orvel {
 
 namespace {
@@ -11,6 +13,12 @@ Ranks *current = &single;
 
 Ranks &ranks() {
     return *current;
+}
+
+void chk_same_as_rank_0(const std::string &own, const char *what) {
+    if (ranks().share(own) != own) {
+        input_exit("$$ %s is not that of rank 0. Abort.", what);
+    }
 }
 
 void set_ranks(Ranks *others) {

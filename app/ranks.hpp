@@ -37,6 +37,9 @@ public:
 
 // Those of this run.
 Ranks &ranks();
+// Every rank calls it at the same step: one whose text is not that of rank 0 ends the run, which
+// would wait for it in vain: "$$ %s is not that of rank 0. Abort.\n", status 1.
+void chk_same_as_rank_0(const std::string &own, const char *what);
 // Puts others in their place; null restores the single process.
 void set_ranks(Ranks *others);
 

@@ -108,6 +108,14 @@ bool set_by_key(const Key<Record> (&keys)[N], const char *line, Record &record) 
 
 } // namespace
 
+std::string ini_values() {
+    std::string values;
+    for (const Key<DebugFlags> &key : ini_keys) {
+        values += std::to_string(dbg.*key.integer) + " ";
+    }
+    return values;
+}
+
 void read_ini_file() {
     dbg = DebugFlags{};
     std::error_code ignored;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 namespace orvel {
 
@@ -11,6 +12,9 @@ namespace orvel {
 // is told on the console and ignored. Ends the run, status 1: a file without INI_PARAM_END
 // ("\n$$ No INI_PARAM_END command in orvel.ini. Abort.\n"), or one that cannot be read.
 void read_ini_file();
+
+// The flags as they stand, in the order of the record, to be compared with those of another rank.
+std::string ini_values();
 
 // Sets every field of `epsilon` to its default, then reads the block EPS_CONTROL_PARAMETERS{ ..
 // }EPS_CONTROL_PARAMETERS in the same manner. invmat_func is tried before bc_invmat_func, which

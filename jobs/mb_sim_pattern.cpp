@@ -101,12 +101,9 @@ void chk_same_problem(const PatternRun &run) {
     if (ranks().size() == 1) {
         return;
     }
-    const std::string own =
-        std::to_string(fingerprint(run)) + " " + std::to_string(run.solver.num_blocks());
-    if (ranks().share(own) != own) {
-        input_exit(
-            "$$ The parameter file, orvel.ini or the tables are not those of rank 0. Abort.");
-    }
+    chk_same_as_rank_0(std::to_string(fingerprint(run)) + " " +
+                           std::to_string(run.solver.num_blocks()),
+                       "The input (parameter file, orvel.ini or tables)");
 }
 
 void open_checkpoint(PatternRun &run) {

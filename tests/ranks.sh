@@ -55,7 +55,7 @@ cp "$examples/si_fringes/si220.dat" "$work/ranks"
 grep -q "See you again" "$work/out" || fail "no end of the fringes"
 
 # Every rank meets the same fault; only the second one has no tables; the second one
-# has another voltage; it is killed.
+# has another voltage, other flags, another job; it is killed.
 run "$work/ranks" 3 nothing.dat && fail "no parameter file, and no error"
 [ "$(grep -c 'Cannot open nothing.dat' "$work/out")" -eq 1 ] || fail "told more than once, or never"
 cp "$examples/gaas110_cbed/gaas110.dat" "$work/ranks"
@@ -64,6 +64,9 @@ cat >"$work/ranks/second_rank.sh" <<'END'
 case "$1${PMI_RANK:-}${OMPI_COMM_WORLD_RANK:-}" in
 tables1) export ORVEL_DATA=/nonexistent ;;
 input1) mkdir other && sed 's/^200$/201/' gaas110.dat >other/gaas110.dat && cd other || exit ;;
+flags1) mkdir flags && cp gaas110.dat flags && cd flags || exit
+    printf 'vg_sel_chk_flag 1\nINI_PARAM_END\n' >orvel.ini ;;
+job1) mkdir job && sed '1s/SIM/TFRINGE/' gaas110.dat >job/gaas110.dat && cd job || exit ;;
 kill1) (sleep 1; kill -9 $$) & ;;
 esac
 exec "$2" gaas110.dat
@@ -71,7 +74,7 @@ END
 # The tilts are many enough that the second fault comes before their end, and that their numbers do
 # not fit into a message that nobody takes.
 sed -i 's/^31$/1201/' "$work/ranks/gaas110.dat"
-for fault in tables input kill; do
+for fault in tables input flags job kill; do
     (cd "$work/ranks" && timeout -k 10 300 "$mpiexec" -n 2 sh second_rank.sh $fault "$orvel_mpi" \
         </dev/null >../out 2>&1) && fail "$fault: no error"
     [ ! -e "$work/ranks/gaas110_rs0.txt" ] || fail "$fault: a result"
