@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <sys/ioctl.h>
 #include <thread>
 #include <unistd.h>
 
@@ -42,6 +43,18 @@ std::string last_line() {
         text.pop_back();
     }
     return text.substr(text.rfind('\n') + 1);
+}
+
+// Waits until the launcher has taken what was written, for it drops the rest of an aborted run; a
+// second at most.
+void wait_for_launcher() {
+    std::fflush(nullptr);
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+        int unread = 0;
+        for (int i = 0; i < 500 && ioctl(stream, FIONREAD, &unread) == 0 && unread > 0; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
 }
 
 MpiRanks *mpi = nullptr;
@@ -185,7 +198,7 @@ void MpiRanks::end(int status) {
         std::exit(0);
     }
     if (rank_ == 0) {
-        std::fflush(nullptr);
+        wait_for_launcher();
         MPI_Abort(MPI_COMM_WORLD, status);
         std::abort();
     }
