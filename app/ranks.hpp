@@ -24,8 +24,8 @@ public:
     // The text of rank 0, in every rank.
     virtual std::string share(const std::string &text) { return text; }
     // Rank 0 to another, and what that one waits for.
-    virtual void assign(int, std::span<const int>) {}
-    virtual std::vector<int> assigned() { return {}; }
+    virtual void assign(int, std::span<const double>) {}
+    virtual std::vector<double> assigned() { return {}; }
     // Another rank to rank 0. Returns before it has arrived, unless many are still on their way.
     virtual void send(std::vector<double> &&) {}
     // Waits until all that was sent has arrived.

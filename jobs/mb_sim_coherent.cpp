@@ -81,9 +81,12 @@ void sim_coherent_output(const Sd &sd, const Tensor<double> &amplitude, const Ce
 void calc_coherent_cbed_pattern(Csd &csd, Sd &sd, const Probe &probe, const complex *const *V,
                                 const std::string &base_name, std::FILE *log) {
     const TiltProblem problem = prepare_tilts(csd, sd, V, log);
+    Fingerprint print;
+    print.add(probe);
+    chk_same_input(print);
     const Vector<complex> phase =
         calc_initial_phase(sd, probe, problem.geometry.lambda, csd.metric);
-    const PatternKind kind = {phase.data()};
+    const PatternKind kind = {.coherent = true, .phase = phase.data()};
     Tensor<double> amplitude = alloc_pattern(sd, kind);
     calc_pattern(problem, csd.group.ops, kind, amplitude, log,
                  [&] { sim_coherent_output(sd, amplitude, csd.cell, base_name); });

@@ -23,6 +23,7 @@ namespace {
 // Stands for the count of kept branches of a tilt that is not solved yet.
 constexpr int not_solved = -2;
 
+// The pattern in rank 0.
 struct PatternRun {
     const TiltProblem &problem;
     PatternKind kind;
@@ -34,6 +35,20 @@ struct PatternRun {
     TiltCheckpoint checkpoint;
     TiltRanks ranks;
 };
+
+std::vector<PatternSlot> alloc_slots(const PatternSolver &solver, int tilts) {
+    std::vector<PatternSlot> slots;
+    const int threads = num_tilt_threads(tilts);
+    slots.reserve(static_cast<std::size_t>(threads));
+    for (int i = 0; i < threads; ++i) {
+        slots.push_back(solver.alloc_slot());
+    }
+    return slots;
+}
+
+std::size_t values_of_tilt(const PatternRun &run) {
+    return run.values.extent(0) * run.values.extent(1);
+}
 
 // The values of a grid point, [output reflection][thickness, component fastest], in their place.
 void place_tilt(PatternRun &run, int p, int kept, std::span<const double> values) {
@@ -48,19 +63,14 @@ void place_tilt(PatternRun &run, int p, int kept, std::span<const double> values
     }
 }
 
-// A solved tilt comes to rank 0, its place and its checkpoint.
+// A solved tilt comes to its place and its checkpoint.
 void keep_tilt(PatternRun &run, int p, int kept, std::span<const double> values) {
-    if (ranks().rank() == 0) {
-        place_tilt(run, p, kept, values);
-        run.checkpoint.add(p, kept, values, dbg.checkpoint_seconds);
-    } else {
-        run.ranks.give(p, kept, values);
-    }
+    place_tilt(run, p, kept, values);
+    run.checkpoint.add(p, kept, values, dbg.checkpoint_seconds);
 }
 
-// Of all that the values depend on.
-std::uint64_t fingerprint(const PatternRun &run) {
-    const TiltProblem &problem = run.problem;
+// Of all that the values of a tilt depend on but its incidence.
+Fingerprint fingerprint(const TiltProblem &problem) {
     const Sd &sd = problem.sd;
     const auto n = static_cast<std::size_t>(sd.beams.size());
     Fingerprint print;
@@ -74,17 +84,10 @@ std::uint64_t fingerprint(const PatternRun &run) {
     print.add(problem.geometry);
     print.add(problem.abs_K);
     print.add(problem.metric);
-    print.add(sd.grid.kxy);
-    for (const TiltPoint &point : sd.grid.pix) {
-        print.add(point.cal_flag);
-    }
     print.add(dbg.tilt_symmetry_flag);
     print.add(use_propagation());
     print.add(sd.reflections);
     print.add(sd.thicknesses);
-    if (run.kind.phase != nullptr) {
-        print.add(run.kind.phase, sd.grid.kxy.size());
-    }
     for (const double setting :
          {epsilon.eigen_eps, epsilon.inv_eps, epsilon.intensity_scaling, epsilon.bc_accuracy}) {
         print.add(setting);
@@ -93,17 +96,34 @@ std::uint64_t fingerprint(const PatternRun &run) {
                               epsilon.bc_invmat_func}) {
         print.add(setting);
     }
-    return print.value();
+    return print;
 }
 
-// Ranks that do not have the same problem and the same blocks of it cannot share them.
-void chk_same_problem(const PatternRun &run) {
+// The same with the incidences.
+Fingerprint fingerprint(const PatternRun &run) {
+    Fingerprint print = fingerprint(run.problem);
+    const TiltGrid &grid = run.problem.sd.grid;
+    print.add(grid.kxy);
+    for (const TiltPoint &point : grid.pix) {
+        print.add(point.cal_flag);
+    }
+    if (run.kind.coherent) {
+        print.add(run.kind.phase, grid.kxy.size());
+    }
+    return print;
+}
+
+// The grid is only described where rank 0 alone holds it.
+void chk_same_problem(const TiltProblem &problem) {
     if (ranks().size() == 1) {
         return;
     }
-    chk_same_as_rank_0(std::to_string(fingerprint(run)) + " " +
-                           std::to_string(run.solver.num_blocks()),
-                       "The input (parameter file, orvel.ini or tables)");
+    const TiltGrid &grid = problem.sd.grid;
+    Fingerprint print = fingerprint(problem);
+    print.add(grid.calc_type);
+    print.add(grid.num_cal_pix_side);
+    print.add(grid.disksize);
+    chk_same_input(print);
 }
 
 void open_checkpoint(PatternRun &run) {
@@ -116,9 +136,8 @@ void open_checkpoint(PatternRun &run) {
     }
     const std::string path = dbg.base_name + "_checkpoint";
     int found = 0;
-    run.checkpoint.open(path, fingerprint(run), run.problem.sd.grid.num_pix,
-                        run.values.extent(0) * run.values.extent(1),
-                        [&](int p, int kept, std::span<const double> values) {
+    run.checkpoint.open(path, fingerprint(run).value(), run.problem.sd.grid.num_pix,
+                        values_of_tilt(run), [&](int p, int kept, std::span<const double> values) {
                             found += run.kept[p] == not_solved ? 1 : 0;
                             place_tilt(run, p, kept, values);
                         });
@@ -128,11 +147,8 @@ void open_checkpoint(PatternRun &run) {
     }
 }
 
-// The blocks that are left to solve. The checkpoint is rank 0's.
-std::vector<int> open_blocks(PatternRun &run) {
-    if (ranks().rank() == 0) {
-        open_checkpoint(run);
-    }
+// The blocks that are left to solve.
+std::vector<int> open_blocks(const PatternRun &run) {
     const auto is_open = [&](int p) { return run.kept[p] == not_solved; };
     const auto has_open = [&](const TiltOrbit &orbit) {
         return is_open(orbit.first) ||
@@ -171,12 +187,12 @@ TiltSteps steps_of(const PatternRun &run, const std::vector<int> &open,
 }
 
 void solve_pattern(PatternRun &run) {
-    chk_same_problem(run);
+    open_checkpoint(run);
     const std::vector<int> open = open_blocks(run);
-    const std::vector<int> share =
-        run.ranks.share_out(open, !tilts_write(), [&](int b) { return run.solver.num_tilts(b); });
+    const std::vector<int> share = run.ranks.share_out(run.solver, open, !tilts_write());
     const bool in_order =
         run.slots.size() == 1 && run.ranks.count() == 1 && run.solver.each_by_itself();
+    const std::size_t num_values = values_of_tilt(run);
     const auto take = [&](int p, int kept, std::span<const double> values) {
         keep_tilt(run, p, kept, values);
     };
@@ -187,14 +203,37 @@ void solve_pattern(PatternRun &run) {
                                            : count_not_found;
         run.solver.solve_block(b, kept_before, run.slots[slot], take);
         if (slot == 0) {
-            run.ranks.exchange(take);
+            run.ranks.take_arrived(num_values, take);
         }
     };
     solve_steps(steps_of(run, open, share), static_cast<int>(run.slots.size()), solve,
-                [&] { run.ranks.gather(take); });
+                [&] { run.ranks.gather(num_values, take); });
 }
 
-// Rank 0 has all tilts: those that take over the count of the tilt before can be solved.
+// The tilts that rank 0 gives another.
+void solve_share(const TiltProblem &problem, std::span<const SymOp> ops, bool coherent) {
+    const TiltShare share = TiltRanks::receive_share();
+    const PatternSolver solver(problem, ops, coherent, share);
+    TiltSteps steps;
+    for (int b = 0; b < solver.num_blocks(); ++b) {
+        steps.before.push_back(steps.tilts);
+        steps.tilts += solver.num_tilts(b);
+    }
+    std::vector<PatternSlot> slots = alloc_slots(solver, steps.tilts);
+    TiltRanks to_rank_0;
+    const auto give = [&](int i, int kept, std::span<const double> values) {
+        to_rank_0.give(share.points[i], kept, values);
+    };
+    const auto solve = [&](int slot, int b) {
+        solver.solve_block(b, count_not_found, slots[slot], give);
+        if (slot == 0) {
+            to_rank_0.send_given();
+        }
+    };
+    solve_steps(steps, static_cast<int>(slots.size()), solve, [&] { to_rank_0.flush(); });
+}
+
+// Where all tilts are done those that take over the count of the tilt before can be solved.
 void solve_again(PatternRun &run) {
     const TiltGrid &grid = run.problem.sd.grid;
     int calculated = 0;
@@ -230,6 +269,11 @@ void report_propagation(const PatternRun &run) {
 
 } // namespace
 
+void chk_same_input(const Fingerprint &own) {
+    chk_same_as_rank_0(std::to_string(own.value()),
+                       "The input (parameter file, orvel.ini or tables)");
+}
+
 Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind) {
     if (ranks().rank() != 0) {
         return {};
@@ -248,21 +292,19 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
         }
         return;
     }
+    chk_same_problem(problem);
+    if (ranks().rank() != 0) {
+        solve_share(problem, ops, kind.coherent);
+        return;
+    }
     PatternRun run{problem, kind, values, {problem, ops, kind, log}, {}, {}, {}, {}, {}};
     run.kept.assign(grid.pix.size(), not_solved);
     run.finite.resize(grid.pix.size());
-    const int threads = num_tilt_threads(grid.num_pix_in);
-    run.slots.reserve(static_cast<std::size_t>(threads));
-    for (int i = 0; i < threads; ++i) {
-        run.slots.push_back(run.solver.alloc_slot());
-    }
+    run.slots = alloc_slots(run.solver, grid.num_pix_in);
     if (ranks().size() > 1) {
         mb_fprintf(stdout, "$$ The tilts are shared among %d ranks.\n", ranks().size());
     }
     solve_pattern(run);
-    if (ranks().rank() != 0) {
-        return;
-    }
     solve_again(run);
     report_propagation(run);
     mb_fprintf(stdout, "$$Intensity output\n");

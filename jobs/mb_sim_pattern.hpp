@@ -3,11 +3,16 @@
 
 #include "crystal/csd.hpp"
 #include "jobs/pattern_solver.hpp"
+#include "jobs/tilt_checkpoint.hpp"
 
 #include <cstdio>
 #include <functional>
 
 namespace orvel {
+
+// Ranks that did not read the same input cannot share a pattern: the run ends where the fingerprint
+// is not that of rank 0. Every rank calls it at the same step.
+void chk_same_input(const Fingerprint &own);
 
 // Values of a pattern, [output reflection][thickness, component fastest][tilt point], zero. A rank
 // other than 0 holds none.
@@ -25,7 +30,8 @@ Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind);
 // exact to about 1e-11 of the incident beam.
 //
 // With checkpoint_seconds the tilts are kept in "%s_checkpoint" until all is written; those of an
-// earlier run are taken from it. In a rank other than 0 write() is not called.
+// earlier run are taken from it. A rank other than 0 needs no grid: rank 0 gives it tilts to solve;
+// write() is not called there.
 void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, PatternKind kind,
                   Tensor<double> &values, std::FILE *log, const std::function<void()> &write);
 

@@ -1,6 +1,7 @@
 #include "jobs/mb_sim_setup.hpp"
 
 #include "app/mb_mpi.hpp"
+#include "app/ranks.hpp"
 #include "dynamics/mbfunc_check.hpp"
 #include "dynamics/mbfunc_tilt.hpp"
 #include "jobs/tilt_loop.hpp"
@@ -24,7 +25,11 @@ PotentialMatrix build_sim_potential(Csd &csd, const Sd &sd, std::FILE *log) {
 
 TiltProblem prepare_tilts(Csd &csd, Sd &sd, const complex *const *V, std::FILE *log) {
     csd.metric = bravai(csd.cell);
-    calc_kxy_tilt(sd, csd.metric);
+    if (ranks().rank() == 0) {
+        calc_kxy_tilt(sd, csd.metric);
+    } else {
+        sd.beam.base_g2 = zolz_ort_base(sd.beam.inc_uvw, sd.beam.base_g1, csd.metric);
+    }
     mb_fprintf(stdout, "$$ num_k_points = %d, num_k_points_effective = %d\n", sd.grid.num_pix,
                sd.grid.num_pix_in);
     if (sd.grid.num_pix_in == 0) {

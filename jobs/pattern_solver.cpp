@@ -13,31 +13,33 @@ namespace orvel {
 
 namespace {
 
-TiltSymmetry no_symmetry(const Sd &sd) {
-    TiltSymmetry single;
-    single.solved_reflections = sd.reflections;
-    for (int p = 0; p < sd.grid.num_pix; ++p) {
-        if (sd.grid.pix[p].cal_flag == 1) {
-            single.orbits.push_back({p, {}});
-        }
-    }
-    return single;
+bool use_symmetry() {
+    return dbg.tilt_symmetry_flag != 0 && !tilts_write();
 }
 
-bool use_symmetry() {
-    if (dbg.tilt_symmetry_flag == 0) {
-        return false;
+TiltSymmetry symmetry_of_grid(const TiltProblem &problem, std::span<const SymOp> ops) {
+    if (use_symmetry()) {
+        return find_tilt_symmetry(problem, ops);
     }
-    if (tilts_write()) {
-        mb_fprintf(stdout, "$$ tilt_symmetry_flag: dumps, checks and monitor lines need every "
-                           "tilt: no symmetry is used.\n");
-        return false;
+    const TiltGrid &grid = problem.sd.grid;
+    std::vector<TiltOrbit> orbits;
+    for (int p = 0; p < grid.num_pix; ++p) {
+        if (grid.pix[p].cal_flag == 1) {
+            orbits.push_back({p, {}});
+        }
     }
-    return true;
+    return trace_reflections({}, std::move(orbits), problem.sd.reflections);
+}
+
+TiltSymmetry symmetry_of_share(const TiltProblem &problem, std::span<const SymOp> ops,
+                               const TiltShare &share) {
+    return trace_reflections(use_symmetry() ? tilt_operations(problem, ops)
+                                            : std::vector<TiltOperation>(),
+                             share.orbits, problem.sd.reflections);
 }
 
 // Orbits of a block that is propagated: strips of the kernels, but blocks enough for every rank.
-// The same in all ranks; values do not depend on it.
+// Values do not depend on it.
 std::size_t propagated_block(std::size_t num_orbits) {
     constexpr std::size_t blocks_of_rank = 16;
     const auto num_ranks = static_cast<std::size_t>(ranks().size());
@@ -64,14 +66,22 @@ bool use_propagation() {
     return dbg.propagation_flag != 0 && epsilon.bc_accuracy == 1.0 && solvable && !tilts_write();
 }
 
+PatternSolver::PatternSolver(const TiltProblem &problem, PatternKind kind,
+                             std::span<const RealHkl> K_t, TiltSymmetry &&symmetry,
+                             std::size_t block_size)
+    : sd_(problem.sd), kind_(kind), K_t_(K_t), propagating_(use_propagation()),
+      block_size_(block_size), symmetry_(std::move(symmetry)),
+      solved_sd_(conditions_for(problem.sd, symmetry_.solved_reflections)),
+      solved_problem_{solved_sd_, problem.metric, problem.V, problem.geometry, problem.abs_K} {}
+
 PatternSolver::PatternSolver(const TiltProblem &problem, std::span<const SymOp> ops,
                              PatternKind kind, std::FILE *log)
-    : sd_(problem.sd), kind_(kind), symmetric_(use_symmetry()), propagating_(use_propagation()),
-      symmetry_(symmetric_ ? find_tilt_symmetry(problem, ops) : no_symmetry(problem.sd)),
-      solved_sd_(conditions_for(problem.sd, symmetry_.solved_reflections)),
-      solved_problem_{solved_sd_, problem.metric, problem.V, problem.geometry, problem.abs_K} {
-    if (symmetric_) {
+    : PatternSolver(problem, kind, problem.sd.grid.kxy, symmetry_of_grid(problem, ops), 1) {
+    if (use_symmetry()) {
         report_tilt_symmetry(symmetry_, log);
+    } else if (dbg.tilt_symmetry_flag != 0) {
+        mb_fprintf(stdout, "$$ tilt_symmetry_flag: dumps, checks and monitor lines need every "
+                           "tilt: no symmetry is used.\n");
     }
     if (propagating_) {
         block_size_ = propagated_block(symmetry_.orbits.size());
@@ -82,13 +92,18 @@ PatternSolver::PatternSolver(const TiltProblem &problem, std::span<const SymOp> 
     }
 }
 
+PatternSolver::PatternSolver(const TiltProblem &problem, std::span<const SymOp> ops, bool coherent,
+                             const TiltShare &share)
+    : PatternSolver(problem, {coherent, share.phase.data()}, share.K_t,
+                    symmetry_of_share(problem, ops, share), share.block_size) {}
+
 PatternSlot PatternSolver::alloc_slot() const {
     const auto n_solved = solved_sd_.reflections.size();
     const auto n_out = sd_.reflections.size();
     const auto n_thick = sd_.thicknesses.size();
     PatternSlot slot(alloc_work_cal_int(sd_.beams.size(), static_cast<int>(n_solved),
                                         static_cast<int>(n_thick)));
-    if (kind_.phase == nullptr) {
+    if (!kind_.coherent) {
         slot.intensities = Matrix<double>(n_solved, n_thick);
         slot.image_intensities = Matrix<double>(n_out, n_thick);
     } else {
@@ -107,9 +122,9 @@ PatternSlot PatternSolver::alloc_slot() const {
 }
 
 void PatternSolver::solve(int p, int kept_before, PatternSlot &slot) const {
-    const RealHkl &K_t = sd_.grid.kxy[p];
+    const RealHkl &K_t = K_t_[p];
     slot.work.n_kept = kept_before;
-    if (kind_.phase == nullptr) {
+    if (!kind_.coherent) {
         calc_intensity_with_perturb_ug(solved_problem_, K_t, slot.work, slot.intensities.get());
     } else {
         calc_intensity_ug_coherent(solved_problem_, K_t, kind_.phase[p], slot.work,
@@ -141,7 +156,7 @@ void PatternSolver::give_amplitudes(int p, int kept, const complex *const *table
 }
 
 void PatternSolver::give_solved(int p, int kept, PatternSlot &slot, const Take &take) const {
-    if (kind_.phase == nullptr) {
+    if (!kind_.coherent) {
         give_intensities(p, kept, slot.intensities.get(), slot, take);
     } else {
         give_amplitudes(p, kept, slot.amplitudes.get(), slot, take);
@@ -152,7 +167,7 @@ void PatternSolver::give_image(int first, const ImageTilt &image, int kept, Patt
                                const Take &take) const {
     const std::vector<ReflectionSource> &sources = symmetry_.sources[image.operation];
     const std::size_t n_thick = sd_.thicknesses.size();
-    if (kind_.phase == nullptr) {
+    if (!kind_.coherent) {
         copy_tilt(sources, n_thick, slot.intensities.get(), slot.image_intensities.get());
         give_intensities(image.point, kept, slot.image_intensities.get(), slot, take);
     } else {
@@ -180,7 +195,7 @@ void PatternSolver::give_others(const TiltOrbit &orbit, int kept, PatternSlot &s
     const BeamSelection first = {slot.first_exact, slot.first_bethe};
     slot.left.clear();
     for (const ImageTilt &image : orbit.others) {
-        select_tilt(solved_problem_, sd_.grid.kxy[image.point], work);
+        select_tilt(solved_problem_, K_t_[image.point], work);
         if (settled &&
             same_selection(symmetry_.operations[image.operation], first, selection_of(work))) {
             give_image(orbit.first, image, kept, slot, take);
@@ -216,11 +231,22 @@ int PatternSolver::num_tilts(int b) const {
     return static_cast<int>(tilts);
 }
 
+TiltShare PatternSolver::share_of(std::span<const int> blocks) const {
+    TiltShare share;
+    share.block_size = block_size_;
+    for (const int b : blocks) {
+        for (const TiltOrbit &orbit : block(b)) {
+            add_orbit(share, orbit, K_t_, kind_.phase);
+        }
+    }
+    return share;
+}
+
 void PatternSolver::propagate(std::span<const TiltOrbit> block, PatternSlot &slot) const {
     slot.first_K_t.clear();
     std::vector<complex *const *> tables;
     for (std::size_t i = 0; i < block.size(); ++i) {
-        slot.first_K_t.push_back(sd_.grid.kxy[block[i].first]);
+        slot.first_K_t.push_back(K_t_[block[i].first]);
         tables.push_back(slot.first_amplitudes[i].get());
     }
     propagate_tilts(solved_problem_, slot.first_K_t, slot.work, *slot.propagation, tables);
@@ -230,7 +256,7 @@ void PatternSolver::use_propagated(std::size_t i, int p, PatternSlot &slot) cons
     const Matrix<complex> &psi = slot.first_amplitudes[i];
     for (std::size_t o = 0; o < psi.rows(); ++o) {
         for (std::size_t k = 0; k < psi.cols(); ++k) {
-            if (kind_.phase == nullptr) {
+            if (!kind_.coherent) {
                 slot.intensities[o][k] = c_norm(psi[o][k]);
             } else {
                 slot.amplitudes[o][k] = c_mul(psi[o][k], kind_.phase[p]);
@@ -256,7 +282,7 @@ void PatternSolver::solve_block(int b, int kept_before, PatternSlot &slot, const
         give_solved(p, kept, slot, take);
         if (!orbits[i].others.empty()) {
             if (served) {
-                select_tilt(solved_problem_, sd_.grid.kxy[p], slot.work);
+                select_tilt(solved_problem_, K_t_[p], slot.work);
             }
             give_others(orbits[i], kept, slot, take);
         }

@@ -4,6 +4,7 @@
 
 #include "dynamics/mbfunc_intensity.hpp"
 #include "dynamics/work_propagate.hpp"
+#include "jobs/tilt_share.hpp"
 #include "jobs/tilt_symmetry.hpp"
 #include "numeric/vecmat.hpp"
 
@@ -18,11 +19,12 @@ namespace orvel {
 
 // What a pattern holds of each output reflection, thickness and tilt.
 struct PatternKind {
-    const complex *phase = nullptr; // of the probe at each tilt; null: intensities are wanted
+    bool coherent = false;          // amplitudes in place of intensities
+    const complex *phase = nullptr; // of the coherent probe at each grid point, in rank 0
 
     // Values of one reflection, thickness and tilt: the intensity times intensity_scaling, or real
     // and imaginary part of the amplitude.
-    int components() const { return phase == nullptr ? 1 : 2; }
+    int components() const { return coherent ? 2 : 1; }
 };
 
 // Stands for the count of kept branches of a tilt that did not find its own (limited_branch).
@@ -53,20 +55,24 @@ struct PatternSlot {
     std::vector<Matrix<complex>> first_amplitudes; // [solved reflection][thickness]
     std::vector<int> first_exact;                  // beams of the first tilt of an orbit
     std::vector<int> first_bethe;
-    std::vector<int> left;      // points of an orbit that do not follow from the first
+    std::vector<int> left;      // tilts of an orbit that do not follow from the first
     std::vector<double> values; // [output reflection][thickness, component fastest]
 };
 
 class PatternSolver {
 public:
-    // What take() is told of a solved grid point: its count of kept branches and its values,
+    // What take() is told of a solved tilt: its number, its count of kept branches and its values,
     // [output reflection][thickness, component fastest].
     using Take = std::function<void(int, int, std::span<const double>)>;
 
-    // With tilt_symmetry_flag the operations of the crystal are looked for, and told; flags that
-    // cannot be followed are told too.
+    // Of all tilts of the grid, whose numbers are those of its points. With tilt_symmetry_flag the
+    // operations of the crystal are looked for, and told; flags that cannot be followed are told
+    // too.
     PatternSolver(const TiltProblem &problem, std::span<const SymOp> ops, PatternKind kind,
                   std::FILE *log);
+    // Of the tilts of a share, by its numbers. It is referred to.
+    PatternSolver(const TiltProblem &problem, std::span<const SymOp> ops, bool coherent,
+                  const TiltShare &share);
     // The problem that is solved refers to a member.
     PatternSolver(const PatternSolver &) = delete;
     PatternSolver &operator=(const PatternSolver &) = delete;
@@ -76,16 +82,21 @@ public:
     int num_blocks() const;
     std::span<const TiltOrbit> block(int b) const;
     int num_tilts(int b) const;
+    // Blocks for another rank.
+    TiltShare share_of(std::span<const int> blocks) const;
     // True when blocks are single points, in grid order.
-    bool each_by_itself() const { return !symmetric_ && block_size_ == 1; }
+    bool each_by_itself() const { return symmetry_.operations.empty() && block_size_ == 1; }
 
-    // Solves the points of a block. kept_before: the count that stands where the first one finds
+    // Solves the tilts of a block. kept_before: the count that stands where the first one finds
     // none; for the others it is count_not_found.
     void solve_block(int b, int kept_before, PatternSlot &slot, const Take &take) const;
-    // Solves one point by its own eigen-solution.
+    // Solves one tilt by its own eigen-solution.
     void solve_point(int p, int kept_before, PatternSlot &slot, const Take &take) const;
 
 private:
+    PatternSolver(const TiltProblem &problem, PatternKind kind, std::span<const RealHkl> K_t,
+                  TiltSymmetry &&symmetry, std::size_t block_size);
+
     void solve(int p, int kept_before, PatternSlot &slot) const;
     // The first rows of a table of solved reflections are those of the output reflections.
     void give_intensities(int p, int kept, const double *const *table, PatternSlot &slot,
@@ -104,9 +115,9 @@ private:
 
     const Sd &sd_;
     PatternKind kind_;
-    bool symmetric_ = false;
-    bool propagating_ = false;
-    std::size_t block_size_ = 1; // orbits
+    std::span<const RealHkl> K_t_;
+    bool propagating_;
+    std::size_t block_size_; // orbits
     TiltSymmetry symmetry_;
     Sd solved_sd_; // the conditions, without the grid, for the reflections that are solved
     TiltProblem solved_problem_;

@@ -8,15 +8,23 @@
 
 namespace orvel {
 
+namespace {
+
+// A tilt beside its results: its point, incidence and phase, its place in an orbit, its state, or
+// the same as a message.
+constexpr double listed_bytes = 128.0;
+
+} // namespace
+
 void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order) {
     const double n = sd.beams.size();
     const double num_thick = static_cast<double>(sd.thicknesses.size());
     const double side = sd.grid.num_cal_pix_side;
     const double tilts = sd.grid.calc_type == 0 ? 1.0 : sd.grid.calc_type == 1 ? side : side * side;
-    // Results come together in rank 0.
+    // The whole grid and the results stand in rank 0.
     const double results = (ranks().rank() == 0 ? result_bytes : 0.0) *
                            static_cast<double>(sd.reflections.size()) * num_thick * tilts;
-    const double points = (sizeof(RealHkl) + sizeof(TiltPoint)) * tilts;
+    const double own_tilts = ranks().rank() == 0 ? tilts : tilts / ranks().size();
     const double table = result_bytes * static_cast<double>(sd.reflections.size()) * num_thick;
     const double work = work_cal_int_bytes(sd.beams.size(), static_cast<int>(num_thick)) + table;
     const double propagation =
@@ -24,7 +32,8 @@ void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order) {
             ? propagation_bytes(sd, most_propagated) + most_propagated * 2.0 * table
             : 0.0;
     const int threads = order == TiltOrder::side_by_side ? num_tilt_threads(tilts) : 1;
-    require_memory(sizeof(complex) * n * n + threads * (work + propagation) + results + points,
+    require_memory(sizeof(complex) * n * n + threads * (work + propagation) + results +
+                       listed_bytes * own_tilts,
                    "the potential matrix, the tilts and the results");
 }
 

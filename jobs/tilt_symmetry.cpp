@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace orvel {
 
@@ -115,37 +116,6 @@ std::vector<char> used_operations(const TiltSymmetry &symmetry) {
     return used;
 }
 
-// Fills sources, solved_reflections and num_used.
-void trace_reflections(const std::vector<int> &outputs, TiltSymmetry &symmetry) {
-    const std::size_t n = symmetry.operations.front().beam.size();
-    symmetry.solved_reflections = outputs;
-    std::vector<int> solved_index(n, -1);
-    for (std::size_t o = 0; o < outputs.size(); ++o) {
-        solved_index[outputs[o]] = static_cast<int>(o);
-    }
-    const std::vector<char> used = used_operations(symmetry);
-    symmetry.sources.resize(used.size());
-    std::vector<int> source_of(n);
-    for (std::size_t k = 0; k < used.size(); ++k) {
-        if (used[k] == 0) {
-            continue;
-        }
-        ++symmetry.num_used;
-        const TiltOperation &operation = symmetry.operations[k];
-        for (std::size_t i = 0; i < n; ++i) {
-            source_of[operation.beam[i]] = static_cast<int>(i);
-        }
-        for (const int beam : outputs) {
-            const int source = source_of[beam];
-            if (solved_index[source] < 0) {
-                solved_index[source] = static_cast<int>(symmetry.solved_reflections.size());
-                symmetry.solved_reflections.push_back(source);
-            }
-            symmetry.sources[k].push_back({solved_index[source], operation.phase[source]});
-        }
-    }
-}
-
 bool is_image(const TiltOperation &operation, std::span<const int> beams,
               std::span<const int> images) {
     return beams.size() == images.size() && std::all_of(beams.begin(), beams.end(), [&](int beam) {
@@ -181,10 +151,46 @@ void copy_values(std::span<const ReflectionSource> sources, std::size_t n_thick,
 } // namespace
 
 TiltSymmetry find_tilt_symmetry(const TiltProblem &problem, std::span<const SymOp> ops) {
+    std::vector<TiltOperation> operations = tilt_operations(problem, ops);
+    std::vector<TiltOrbit> orbits = find_orbits(problem.sd.grid, operations);
+    return trace_reflections(std::move(operations), std::move(orbits), problem.sd.reflections);
+}
+
+TiltSymmetry trace_reflections(std::vector<TiltOperation> operations, std::vector<TiltOrbit> orbits,
+                               const std::vector<int> &reflections) {
     TiltSymmetry symmetry;
-    symmetry.operations = tilt_operations(problem, ops);
-    symmetry.orbits = find_orbits(problem.sd.grid, symmetry.operations);
-    trace_reflections(problem.sd.reflections, symmetry);
+    symmetry.operations = std::move(operations);
+    symmetry.orbits = std::move(orbits);
+    symmetry.solved_reflections = reflections;
+    if (symmetry.operations.empty()) {
+        return symmetry;
+    }
+    const std::size_t n = symmetry.operations.front().beam.size();
+    std::vector<int> solved_index(n, -1);
+    for (std::size_t o = 0; o < reflections.size(); ++o) {
+        solved_index[reflections[o]] = static_cast<int>(o);
+    }
+    const std::vector<char> used = used_operations(symmetry);
+    symmetry.sources.resize(used.size());
+    std::vector<int> source_of(n);
+    for (std::size_t k = 0; k < used.size(); ++k) {
+        if (used[k] == 0) {
+            continue;
+        }
+        ++symmetry.num_used;
+        const TiltOperation &operation = symmetry.operations[k];
+        for (std::size_t i = 0; i < n; ++i) {
+            source_of[operation.beam[i]] = static_cast<int>(i);
+        }
+        for (const int beam : reflections) {
+            const int source = source_of[beam];
+            if (solved_index[source] < 0) {
+                solved_index[source] = static_cast<int>(symmetry.solved_reflections.size());
+                symmetry.solved_reflections.push_back(source);
+            }
+            symmetry.sources[k].push_back({solved_index[source], operation.phase[source]});
+        }
+    }
     return symmetry;
 }
 

@@ -31,7 +31,7 @@ struct ReflectionSource {
 };
 
 struct TiltSymmetry {
-    std::vector<TiltOperation> operations; // identity first
+    std::vector<TiltOperation> operations; // identity first; none where none are looked for
     // Positions in the beam list whose amplitudes the first points have to give: the output
     // reflections, in their order, then what the other points read from them.
     std::vector<int> solved_reflections;
@@ -46,6 +46,11 @@ struct TiltSymmetry {
 // and the same tilt follow from one another by the identity. Without symmetry, an orbit a point.
 // The operations cost (beams)^2 each, the orbits one look-up for each point and operation.
 TiltSymmetry find_tilt_symmetry(const TiltProblem &problem, std::span<const SymOp> ops);
+
+// What has to be solved so that the orbits give the output reflections (positions in the beam
+// list). The orbits of a part of the grid may need fewer than all of them.
+TiltSymmetry trace_reflections(std::vector<TiltOperation> operations, std::vector<TiltOrbit> orbits,
+                               const std::vector<int> &reflections);
 
 // One line to log and console: points that are solved, and operations.
 void report_tilt_symmetry(const TiltSymmetry &symmetry, std::FILE *log);

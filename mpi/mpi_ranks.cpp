@@ -3,6 +3,7 @@
 #include "app/mb_mpi.hpp"
 
 #include <chrono>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <sys/ioctl.h>
@@ -13,10 +14,15 @@ namespace orvel {
 
 namespace {
 
-enum Tag { assignment, result, last_words, farewell };
+enum Tag { assignment, result, last_words };
 
 // Messages of a rank that may be on their way at a time.
-constexpr std::size_t most_sending = 64;
+constexpr std::size_t most_sending = 16;
+
+// A rank that waits leaves the processor to others.
+void pause_briefly() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
 
 // Standard output and error to one nameless file.
 void keep_back_streams() {
@@ -45,6 +51,16 @@ std::string last_line() {
     return text.substr(text.rfind('\n') + 1);
 }
 
+// The numbers of a message that is there.
+std::vector<double> received(const MPI_Status &status) {
+    int count = 0;
+    MPI_Get_count(&status, MPI_DOUBLE, &count);
+    std::vector<double> numbers(static_cast<std::size_t>(count));
+    MPI_Recv(numbers.data(), count, MPI_DOUBLE, status.MPI_SOURCE, status.MPI_TAG, MPI_COMM_WORLD,
+             MPI_STATUS_IGNORE);
+    return numbers;
+}
+
 // Waits until the launcher has taken what was written, for it drops the rest of an aborted run; a
 // second at most.
 void wait_for_launcher() {
@@ -52,7 +68,7 @@ void wait_for_launcher() {
     for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
         int unread = 0;
         for (int i = 0; i < 500 && ioctl(stream, FIONREAD, &unread) == 0 && unread > 0; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            pause_briefly();
         }
     }
 }
@@ -77,19 +93,12 @@ MpiRanks::~MpiRanks() {
     finalize();
 }
 
-// A rank that could not go on waits for its words to be heard, so rank 0 hears all ranks first.
+// A rank that could not go on does not come here: rank 0 listens to it while it waits.
 void MpiRanks::finalize() {
     wait_for_sent(0);
-    if (rank_ != 0) {
-        MPI_Send(nullptr, 0, MPI_INT, 0, farewell, MPI_COMM_WORLD);
-    }
-    for (int heard = 1; rank_ == 0 && heard < size_; ++heard) {
-        MPI_Status status;
-        MPI_Probe(MPI_ANY_SOURCE, MPI_ANY_TAG, MPI_COMM_WORLD, &status);
-        chk_last_words();
-        MPI_Recv(nullptr, 0, MPI_INT, status.MPI_SOURCE, farewell, MPI_COMM_WORLD,
-                 MPI_STATUS_IGNORE);
-    }
+    MPI_Request request = MPI_REQUEST_NULL;
+    MPI_Ibarrier(MPI_COMM_WORLD, &request);
+    wait_for(request);
     MPI_Finalize();
 }
 
@@ -101,7 +110,7 @@ void MpiRanks::wait_for(MPI_Request &request) {
         if (rank_ == 0) {
             chk_last_words();
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        pause_briefly();
         MPI_Test(&request, &done, MPI_STATUS_IGNORE);
     }
 }
@@ -118,35 +127,38 @@ std::string MpiRanks::share(const std::string &text) {
     return shared;
 }
 
-void MpiRanks::assign(int to, std::span<const int> numbers) {
+void MpiRanks::assign(int to, std::span<const double> message) {
+    if (message.size() > INT_MAX) {
+        input_exit("$$ The tilts of a rank are too many for one message. Abort.");
+    }
     MPI_Request request = MPI_REQUEST_NULL;
-    MPI_Isend(numbers.data(), static_cast<int>(numbers.size()), MPI_INT, to, assignment,
+    MPI_Isend(message.data(), static_cast<int>(message.size()), MPI_DOUBLE, to, assignment,
               MPI_COMM_WORLD, &request);
     wait_for(request);
 }
 
-std::vector<int> MpiRanks::assigned() {
+std::vector<double> MpiRanks::assigned() {
     MPI_Status status;
-    MPI_Probe(0, assignment, MPI_COMM_WORLD, &status);
-    int count = 0;
-    MPI_Get_count(&status, MPI_INT, &count);
-    std::vector<int> numbers(static_cast<std::size_t>(count));
-    MPI_Recv(numbers.data(), count, MPI_INT, 0, assignment, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
-    return numbers;
+    int there = 0;
+    MPI_Iprobe(0, assignment, MPI_COMM_WORLD, &there, &status);
+    while (there == 0) {
+        pause_briefly();
+        MPI_Iprobe(0, assignment, MPI_COMM_WORLD, &there, &status);
+    }
+    return received(status);
 }
 
 void MpiRanks::wait_for_sent(std::size_t left) {
     while (!sending_.empty()) {
-        int arrived = 1;
-        if (sending_.size() > left) {
-            MPI_Wait(&sending_.front().request, MPI_STATUS_IGNORE);
+        int arrived = 0;
+        MPI_Test(&sending_.front().request, &arrived, MPI_STATUS_IGNORE);
+        if (arrived != 0) {
+            sending_.pop_front();
+        } else if (sending_.size() > left) {
+            pause_briefly();
         } else {
-            MPI_Test(&sending_.front().request, &arrived, MPI_STATUS_IGNORE);
-        }
-        if (arrived == 0) {
             return;
         }
-        sending_.pop_front();
     }
 }
 
@@ -184,11 +196,7 @@ bool MpiRanks::receive(std::vector<double> &message) {
     if (there == 0) {
         return false;
     }
-    int count = 0;
-    MPI_Get_count(&status, MPI_DOUBLE, &count);
-    message.resize(static_cast<std::size_t>(count));
-    MPI_Recv(message.data(), count, MPI_DOUBLE, status.MPI_SOURCE, result, MPI_COMM_WORLD,
-             MPI_STATUS_IGNORE);
+    message = received(status);
     return true;
 }
 

@@ -18,8 +18,8 @@ public:
     int rank() const override { return rank_; }
     int size() const override { return size_; }
     std::string share(const std::string &text) override;
-    void assign(int to, std::span<const int> numbers) override;
-    std::vector<int> assigned() override;
+    void assign(int to, std::span<const double> message) override;
+    std::vector<double> assigned() override;
     void send(std::vector<double> &&message) override;
     void flush() override;
     bool receive(std::vector<double> &message) override;

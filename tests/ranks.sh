@@ -45,6 +45,7 @@ done <<END
 gaas110_cbed/gaas110 1
 si_coherent/si_probe1 1
 si_coherent/si_probe1 1 tilt_symmetry_flag propagation_flag
+gaas110_cbed/gaas110 1 tilt_symmetry_flag
 gaas110_cbed/gaas110 0.9999999999999999
 END
 
