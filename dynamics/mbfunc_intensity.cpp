@@ -22,9 +22,9 @@ complex propagation_factor(double t, complex eigval, double K_n) {
     return c_exp(c_mul({0.0, -pi * t / K_n}, eigval));
 }
 
-// Branch j in the sum of a matrix row at the entrance surface.
-complex branch_amplitude(const WorkCalInt &work, int row, int j) {
-    const double root = std::sqrt(work.beta_selected[row]);
+// Branch j in the sum of a matrix row at the entrance surface; root: of the surface factor of the
+// row.
+complex branch_amplitude(const WorkCalInt &work, int row, double root, int j) {
     const complex C = {work.eigvec[row][j].re / root, work.eigvec[row][j].im / root};
     return c_mul(C, work.alpha[j]);
 }
@@ -53,8 +53,11 @@ void for_each_amplitude(const TiltProblem &problem, WorkCalInt &work, Put put) {
     for (std::size_t o = 0; o < problem.sd.reflections.size(); ++o) {
         const int row = work.out_rows[o];
         complex *entrance = work.branch_amplitudes.data();
-        for (int b = 0; is_row(row, work) && b < n_kept; ++b) {
-            entrance[b] = branch_amplitude(work, row, work.branch_list[b]);
+        if (is_row(row, work)) {
+            const double root = std::sqrt(work.beta_selected[row]);
+            for (int b = 0; b < n_kept; ++b) {
+                entrance[b] = branch_amplitude(work, row, root, work.branch_list[b]);
+            }
         }
         for (std::size_t k = 0; k < thicknesses.size(); ++k) {
             complex psi;
@@ -137,9 +140,10 @@ complex psi_limited_ug(int row, double t, const WorkCalInt &work) {
     if (!is_row(row, work)) {
         return psi;
     }
+    const double root = std::sqrt(work.beta_selected[row]);
     for (int b = 0; b < kept_branches(work); ++b) {
         const int j = work.branch_list[b];
-        psi = c_add(psi, c_mul(branch_amplitude(work, row, j),
+        psi = c_add(psi, c_mul(branch_amplitude(work, row, root, j),
                                propagation_factor(t, work.eigval[j], work.K_n)));
     }
     return psi;

@@ -19,6 +19,13 @@ complex divided(complex z, double divisor) {
     return {z.re / divisor, z.im / divisor};
 }
 
+// In place.
+void square_roots(double *x, int n) {
+    for (int i = 0; i < n; ++i) {
+        x[i] = std::sqrt(x[i]);
+    }
+}
+
 // Rows and columns from the given ones on, as a matrix of its own.
 void copy_block(int rows, int cols, const complex *const *src, int first_row, int first_col,
                 complex *const *dst) {
@@ -38,25 +45,25 @@ MatrixUnits matrix_units(double voltage, complex V0) {
     return {std::sqrt(k0 * k0 + U0.re), U0, vg_to_ug({1.0, 0.0}, gamma).re};
 }
 
-void construct_ug_mat_slct(double voltage, const complex *const *V, const WorkCalInt &work,
+void construct_ug_mat_slct(double voltage, const complex *const *V, WorkCalInt &work,
                            complex *const *A) {
     const int n = work.n_exact + work.n_bethe;
     const auto [K, U0, U_per_V] = matrix_units(voltage, V[0][0]);
     const int *list = work.index_list.data();
+    double *roots = work.roots.data();
     for (int i = 0; i < n; ++i) {
         const double beta = work.beta[list[i]];
-        const complex *row = V[list[i]];
-        double root = 0.0;
-        double product = 0.0;
-        for (int j = 0; j < n; ++j) {
-            // Beams of one Laue zone share beta where the normal is the zone axis.
-            const double beta_ij = beta * work.beta[list[j]];
-            if (j == 0 || beta_ij != product) {
-                product = beta_ij;
-                root = std::sqrt(beta_ij);
+        // Beams of one Laue zone share beta where the normal is the zone axis.
+        if (i == 0 || beta != work.beta[list[i - 1]]) {
+            for (int j = 0; j < n; ++j) {
+                roots[j] = beta * work.beta[list[j]];
             }
+            square_roots(roots, n);
+        }
+        const complex *row = V[list[i]];
+        for (int j = 0; j < n; ++j) {
             const complex &v = row[list[j]];
-            A[i][j] = {v.re * U_per_V / root, v.im * U_per_V / root};
+            A[i][j] = {v.re * U_per_V / roots[j], v.im * U_per_V / roots[j]};
         }
         A[i][i] = divided({2.0 * K * work.s[list[i]], U0.im}, beta);
     }

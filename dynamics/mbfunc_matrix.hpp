@@ -21,7 +21,7 @@ MatrixUnits matrix_units(double voltage, complex V0);
 
 // Fills work.A over the selected beams (work.index_list, n_exact + n_bethe) from the potential
 // matrix V (volts, global list), work.s and work.beta. Negative products of beta give NaN.
-void construct_ug_mat_slct(double voltage, const complex *const *V, const WorkCalInt &work,
+void construct_ug_mat_slct(double voltage, const complex *const *V, WorkCalInt &work,
                            complex *const *A);
 
 // True where the eigen-solver may give a beam the place of another: eigmat_func 0 balances by

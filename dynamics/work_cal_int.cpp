@@ -12,9 +12,9 @@ PerturbWork::PerturbWork(int n_max)
 WorkCalInt::WorkCalInt(int n_max, int n_out, int n_thick)
     : s(n_max), beta(n_max), beta_selected(n_max), A(n_max, n_max), B(n_max, n_max),
       eigvec(n_max, n_max), eigval(n_max), alpha(n_max), branch_list(n_max), out_rows(n_out),
-      index_list(n_max), n_kept(n_max), boundary(n_max, n_max), propagation(n_thick, n_max),
-      branch_amplitudes(n_max), phases(n_max), weights(n_max), order(n_max), bethe(n_max),
-      eigmat(n_max), invmat(n_max) {}
+      index_list(n_max), n_kept(n_max), roots(n_max), boundary(n_max, n_max),
+      propagation(n_thick, n_max), branch_amplitudes(n_max), phases(n_max), weights(n_max),
+      order(n_max), bethe(n_max), eigmat(n_max), invmat(n_max) {}
 
 WorkCalInt alloc_work_cal_int(int n_max, int n_out, int n_thick) {
     return {n_max, n_out, n_thick};
@@ -24,7 +24,7 @@ double work_cal_int_bytes(int n_max, int n_thick) {
     // A, B, eigenvectors, boundary, three Bethe blocks and, in the solvers, five more.
     constexpr double matrices = 12.0;
     const double n = n_max;
-    return sizeof(complex) * (matrices * n * n + (17.0 + n_thick) * n);
+    return sizeof(complex) * (matrices * n * n + (17.5 + n_thick) * n);
 }
 
 } // namespace orvel

@@ -53,6 +53,7 @@ struct WorkCalInt {
     double K_n = 0.0; // 1/A, of this tilt
 
     // Scratch.
+    Vector<double> roots;              // sqrt(beta_i beta_j) along a row of A
     Matrix<complex> boundary;          // C / sqrt(beta)
     Matrix<complex> propagation;       // [thickness][branch] exp(-i pi lambda t / K_n)
     Vector<complex> branch_amplitudes; // C alpha / sqrt(beta) of one output beam, per kept branch

@@ -15,7 +15,7 @@ namespace {
 // work.a <- A with its trailing block of order m first, as a block with a border of order n.
 void split_bordered(int n, int m, const complex *const *a, InvmatWork &work) {
     const Planes &p = work.a;
-    zero_planes(p, n + m);
+    zero_padding(p, n + m);
     const int border = border_column(m);
     for (int i = 0; i < n + m; ++i) {
         const complex *row = a[i < m ? n + i : i - m];
@@ -29,6 +29,7 @@ void split_bordered(int n, int m, const complex *const *a, InvmatWork &work) {
             re[border + j] = row[j].re;
             im[border + j] = row[j].im;
         }
+        zero_columns(p, i, m, border);
     }
 }
 

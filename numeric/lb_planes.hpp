@@ -83,9 +83,22 @@ inline void zero_planes(const Planes &m, int rows) {
     zero_elements(m.im, count);
 }
 
+// Columns from..to-1 of a row become zero.
+inline void zero_columns(const Planes &m, int row, std::ptrdiff_t from, std::ptrdiff_t to) {
+    zero_elements(m.re_row(row) + from, static_cast<std::size_t>(to - from));
+    zero_elements(m.im_row(row) + from, static_cast<std::size_t>(to - from));
+}
+
+// The padding of the leading n x n part becomes zero.
+inline void zero_padding(const Planes &m, int n) {
+    for (int i = 0; i < round_up_strip(n); ++i) {
+        zero_columns(m, i, i < n ? n : 0, m.ld);
+    }
+}
+
 // dst <- a, n x n, the padding being zero.
 inline void split_planes(int n, const complex *const *a, const Planes &dst) {
-    zero_planes(dst, n);
+    zero_padding(dst, n);
     for (int i = 0; i < n; ++i) {
         double *re = dst.re_row(i);
         double *im = dst.im_row(i);
