@@ -41,9 +41,8 @@ void sim_output(const Sd &sd, const CellConstants &cell, const std::string &base
             mb_fprintf(file, "%g %g %d %d %d\n", p.h - sd.beam.H_tilt, p.g - sd.beam.G_tilt, p.ix,
                        p.iy, p.cal_flag);
         });
-        write_reflections(sd, file, [&](std::size_t o, int p) {
-            mb_fprintf(file, "%g\n", sd.intensity[o][t][p]);
-        });
+        write_reflections(
+            sd, file, [&](std::size_t o, int p) { write_values(file, {sd.intensity[o][t][p]}); });
         mb_fclose(file);
     }
     close_sim_script(script);

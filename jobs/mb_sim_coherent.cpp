@@ -70,8 +70,8 @@ void sim_coherent_output(const Sd &sd, const Tensor<double> &amplitude, const Ce
             mb_fprintf(file, "%g\t%g\t%d\t%d\t%d\n", p.h, p.g, p.ix, p.iy, p.cal_flag);
         });
         write_reflections(sd, file, [&](std::size_t o, int p) {
-            mb_fprintf(file, "%g\t%g\n", amplitude[o][2 * t][p] * scale,
-                       amplitude[o][2 * t + 1][p] * scale);
+            write_values(file,
+                         {amplitude[o][2 * t][p] * scale, amplitude[o][2 * t + 1][p] * scale});
         });
         mb_fclose(file);
     }

@@ -1,5 +1,9 @@
 #include "jobs/mb_sim_output.hpp"
 
+#include <array>
+#include <cassert>
+#include <charconv>
+
 namespace orvel {
 
 namespace {
@@ -69,6 +73,21 @@ OutputFile open_sim_result(const Sd &sd, const CellConstants &cell, const std::s
     write_cr_parameters(file, sd.beam, cell, sd.thicknesses[t]);
     write_rf_index(file, sd, bravai(cell));
     return file;
+}
+
+void write_values(std::FILE *file, std::initializer_list<double> values) {
+    constexpr std::size_t most_values = 4;
+    constexpr std::size_t longest = 16; // "-1.23457e-308", a separator
+    std::array<char, most_values * longest> line{};
+    assert(values.size() > 0 && values.size() <= most_values);
+    char *end = line.data();
+    for (const double value : values) {
+        end =
+            std::to_chars(end, line.data() + line.size(), value, std::chars_format::general, 6).ptr;
+        *end++ = '\t';
+    }
+    end[-1] = '\n';
+    std::fwrite(line.data(), 1, static_cast<std::size_t>(end - line.data()), file);
 }
 
 } // namespace orvel

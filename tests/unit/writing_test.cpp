@@ -1,5 +1,6 @@
 // Results stand under their names when complete or not at all.
 #include "app/mb_mpi.hpp"
+#include "jobs/mb_sim_output.hpp"
 
 #include "support/conditions.hpp"
 #include "support/program.hpp"
@@ -7,6 +8,9 @@
 #include "support/work_folder.hpp"
 
 #include <atomic>
+#include <bit>
+#include <cmath>
+#include <random>
 #include <thread>
 
 namespace orvel::test {
@@ -91,6 +95,27 @@ TEST(Writing, LeavesTheEarlierResultWhenTheRunEnds) {
     EXPECT_TRUE(removed);
     EXPECT_EQ(read_file("result"), "old");
     EXPECT_EQ(num_files(), 1U);
+}
+
+TEST(Writing, NumbersAreThoseOfPrintf) {
+    const WorkFolder folder;
+    std::mt19937_64 random(1);
+    std::string expected;
+    OutputFile file = mb_fopen_chk_wmode("numbers");
+    for (int i = 0; i < 100000; ++i) {
+        // Numbers of any size and sign; nan, infinity and zero among them.
+        constexpr std::uint64_t exponent = 0x7ff0000000000000ULL;
+        const std::uint64_t bits = random();
+        const auto x = std::bit_cast<double>(bits);
+        const auto special = std::bit_cast<double>(i % 2 == 0 ? bits & ~exponent : bits | exponent);
+        const double rounded = std::round(1e7 * std::ldexp(x, -std::ilogb(x))) * 1e-7;
+        char line[100];
+        std::snprintf(line, sizeof line, "%g\t%g\t%g\n", x, special, rounded);
+        expected += line;
+        write_values(file, {x, special, rounded});
+    }
+    mb_fclose(file);
+    EXPECT_TRUE(read_file("numbers") == expected);
 }
 
 TEST(Interrupt, TellsHowFarTheRunCame) {
