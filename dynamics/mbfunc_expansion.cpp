@@ -80,11 +80,11 @@ double tau(double t, double K_n) {
 }
 
 double largest_tau(std::span<const double> thicknesses, double K_n) {
-    double largest = 0.0;
+    double thickest = 0.0;
     for (const double t : thicknesses) {
-        largest = std::max(largest, std::fabs(tau(t, K_n)));
+        thickest = std::max(thickest, std::fabs(t));
     }
-    return largest;
+    return std::fabs(tau(thickest, K_n));
 }
 
 // T_k grows like (a + b)^k on the ellipse of semi-axes a, b about the interval. States whose
@@ -122,12 +122,9 @@ Expansion settle_expansion(Interval bounds, double absorption, double K_n,
     Expansion e;
     e.K_n = K_n;
     e.centre = {0.5 * (bounds.low + bounds.high), absorption};
-    e.radius = roomy_radius(0.5 * (bounds.high - bounds.low), absorption,
-                            largest_tau(thicknesses, K_n), limit);
-    e.terms = 1;
-    for (const double t : thicknesses) {
-        e.terms = std::max(e.terms, chebyshev_terms(tau(t, K_n) * e.radius, series_tol, limit));
-    }
+    const double tau_max = largest_tau(thicknesses, K_n);
+    e.radius = roomy_radius(0.5 * (bounds.high - bounds.low), absorption, tau_max, limit);
+    e.terms = chebyshev_terms(tau_max * e.radius, series_tol, limit);
     return e;
 }
 
