@@ -12,6 +12,7 @@
 
 #include <array>
 #include <csignal>
+#include <filesystem>
 #include <new>
 
 namespace orvel {
@@ -104,6 +105,15 @@ std::string base_name_of(const std::string &param_file) {
     return base_name;
 }
 
+// What a pipe holds comes to one reader: the other ranks would wait for it.
+void chk_every_rank_can_read(const std::string &param_file) {
+    std::error_code ignored;
+    if (ranks().size() > 1 && std::filesystem::is_fifo(param_file, ignored)) {
+        input_exit("$$ %s is a pipe, which %d ranks cannot all read. Abort.", param_file.c_str(),
+                   ranks().size());
+    }
+}
+
 void write_banner(std::FILE *stream, const char *gap) {
     mb_fprintf(stream, "#####\n");
     mb_fprintf(stream, "#####%sORVEL: many-beam dynamical electron diffraction by Bloch waves\n",
@@ -170,6 +180,7 @@ int run_orvel(int argc, char **argv) {
     chk_same_as_rank_0(ini_values(), "orvel.ini");
     const std::string param_file = parameter_file_name(argc, argv);
     chk_name_length(param_file);
+    chk_every_rank_can_read(param_file);
     const std::string base_name = base_name_of(param_file);
     const std::string log_name = base_name + "_log.txt";
     chk_name_length(log_name);

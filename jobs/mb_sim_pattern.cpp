@@ -26,6 +26,7 @@ constexpr int not_solved = -2;
 // The pattern in rank 0.
 struct PatternRun {
     const TiltProblem &problem;
+    std::span<const SymOp> ops;
     PatternKind kind;
     Tensor<double> &values;
     PatternSolver solver;
@@ -70,7 +71,7 @@ void keep_tilt(PatternRun &run, int p, int kept, std::span<const double> values)
 }
 
 // Of all that the values of a tilt depend on but its incidence.
-Fingerprint fingerprint(const TiltProblem &problem) {
+Fingerprint fingerprint(const TiltProblem &problem, std::span<const SymOp> ops) {
     const Sd &sd = problem.sd;
     const auto n = static_cast<std::size_t>(sd.beams.size());
     Fingerprint print;
@@ -85,6 +86,9 @@ Fingerprint fingerprint(const TiltProblem &problem) {
     print.add(problem.abs_K);
     print.add(problem.metric);
     print.add(dbg.tilt_symmetry_flag);
+    if (dbg.tilt_symmetry_flag != 0) { // other groups can give the same potential
+        print.add(ops.data(), ops.size());
+    }
     print.add(use_propagation());
     print.add(sd.reflections);
     print.add(sd.thicknesses);
@@ -101,7 +105,7 @@ Fingerprint fingerprint(const TiltProblem &problem) {
 
 // The same with the incidences.
 Fingerprint fingerprint(const PatternRun &run) {
-    Fingerprint print = fingerprint(run.problem);
+    Fingerprint print = fingerprint(run.problem, run.ops);
     const TiltGrid &grid = run.problem.sd.grid;
     print.add(grid.kxy);
     for (const TiltPoint &point : grid.pix) {
@@ -114,12 +118,12 @@ Fingerprint fingerprint(const PatternRun &run) {
 }
 
 // The grid is only described where rank 0 alone holds it.
-void chk_same_problem(const TiltProblem &problem) {
+void chk_same_problem(const TiltProblem &problem, std::span<const SymOp> ops) {
     if (ranks().size() == 1) {
         return;
     }
     const TiltGrid &grid = problem.sd.grid;
-    Fingerprint print = fingerprint(problem);
+    Fingerprint print = fingerprint(problem, ops);
     print.add(grid.calc_type);
     print.add(grid.num_cal_pix_side);
     print.add(grid.disksize);
@@ -292,12 +296,12 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
         }
         return;
     }
-    chk_same_problem(problem);
+    chk_same_problem(problem, ops);
     if (ranks().rank() != 0) {
         solve_share(problem, ops, kind.coherent);
         return;
     }
-    PatternRun run{problem, kind, values, {problem, ops, kind, log}, {}, {}, {}, {}, {}};
+    PatternRun run{problem, ops, kind, values, {problem, ops, kind, log}, {}, {}, {}, {}, {}};
     run.kept.assign(grid.pix.size(), not_solved);
     run.finite.resize(grid.pix.size());
     run.slots = alloc_slots(run.solver, grid.num_pix_in);

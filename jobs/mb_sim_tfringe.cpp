@@ -1,5 +1,6 @@
 // The thickness-fringe job: amplitudes and intensities of chosen reflections against thickness at
 // one incidence, all from one eigen-solution.
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
 #include "crystal/csd.hpp"
@@ -105,7 +106,9 @@ void write_plot_script(const Sd &sd, const std::string &base_name, const FringeF
 
 void write_tables(const Sd &sd, const complex *const *psi, const FringeFiles &files) {
     const double amplitude_scaling = std::sqrt(epsilon.intensity_scaling);
-    for (std::size_t k = 0; k < sd.thicknesses.size(); ++k) {
+    const int n_thick = static_cast<int>(sd.thicknesses.size());
+    for (int k = 0; k < n_thick; ++k) {
+        chk_interrupt(k, n_thick);
         two_fprintf(files.intensity, files.amplitude, "%lg", sd.thicknesses[k]);
         for (std::size_t o = 0; o < sd.reflections.size(); ++o) {
             mb_fprintf(files.intensity, "\t%lg", c_norm(psi[o][k]) * epsilon.intensity_scaling);

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <thread>
 #include <unistd.h>
 
@@ -24,13 +25,13 @@ void pause_briefly() {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
-// Standard output and error to one nameless file.
+// Standard output and error to one nameless file, in memory: a disk can be full.
 void keep_back_streams() {
-    std::FILE *file = std::tmpfile();
-    if (file != nullptr) {
-        dup2(fileno(file), STDOUT_FILENO);
-        dup2(fileno(file), STDERR_FILENO);
-        std::fclose(file);
+    const int file = memfd_create("kept_back", 0);
+    if (file >= 0) {
+        dup2(file, STDOUT_FILENO);
+        dup2(file, STDERR_FILENO);
+        close(file);
     } else if (std::freopen("/dev/null", "w", stdout) == nullptr) {
         std::fclose(stdout);
     }

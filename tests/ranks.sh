@@ -55,10 +55,13 @@ cp "$examples/si_fringes/si220.dat" "$work/ranks"
 (cd "$work/ranks" && echo si220.dat | "$mpiexec" -n 2 "$orvel_mpi" >../out 2>&1) || fail "prompt"
 grep -q "See you again" "$work/out" || fail "no end of the fringes"
 
-# Every rank meets the same fault; only the second one has no tables; the second one
-# has another voltage, other flags, another job; it is killed.
+# Every rank meets the same fault; a pipe that nobody writes to; only the second one has no tables;
+# the second one has another voltage, other flags, another job; it is killed.
 run "$work/ranks" 3 nothing.dat && fail "no parameter file, and no error"
 [ "$(grep -c 'Cannot open nothing.dat' "$work/out")" -eq 1 ] || fail "told more than once, or never"
+mkfifo "$work/ranks/pipe.dat"
+run "$work/ranks" 2 pipe.dat && fail "a pipe, and no error"
+grep -q '^\$\$ pipe.dat is a pipe' "$work/out" || fail "pipe: not told"
 cp "$examples/gaas110_cbed/gaas110.dat" "$work/ranks"
 cat >"$work/ranks/second_rank.sh" <<'END'
 #!/bin/sh

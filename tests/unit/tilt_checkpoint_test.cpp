@@ -70,6 +70,16 @@ TEST(TiltCheckpoint, IsOfOneInputOnly) {
         EXPECT_EQ(run.read("run_checkpoint"), bytes);
         EXPECT_EQ(run_with_keys(parameters, "", {{"run_checkpoint", bytes}}).status, 0);
     }
+    // The same potential, of a group whose operations are others.
+    Conditions cubes = small_disk();
+    cubes.crystal = srtio3.block();
+    cubes.incidence = "0 0 1\n0 0 1\n1 0 0\n";
+    const std::string symmetric = std::string(key) + "tilt_symmetry_flag 1\n";
+    const std::string of_221 = checkpoint_of(cubes.cbed("0\n", "2\n150\n420\n"), symmetric);
+    cubes.crystal.replace(cubes.crystal.find("221"), 3, "195");
+    const ProgramRun group =
+        run_with_keys(cubes.cbed("0\n", "2\n150\n420\n"), symmetric, {{"run_checkpoint", of_221}});
+    EXPECT_NE(group.out.find(other), std::string::npos) << group.out;
     const ProgramRun letter = run_with_keys(disk_at(), key, {{"run_checkpoint", "Dear Sir"}});
     EXPECT_EQ(letter.status, 1);
     EXPECT_NE(letter.out.find("$$ run_checkpoint is not a checkpoint"), std::string::npos);

@@ -130,6 +130,8 @@ TEST(Interrupt, TellsHowFarTheRunCame) {
                    {"orvel.ini", "num_threads 3\nINI_PARAM_END\n"},
                    {"run_ds.txt", "old"}},
          .interrupt_said = "    5%"},
+        {.files = {{"run.txt", conditions.tfringe("3000000\n0 1000\n")}, {"run_ds.txt", "old"}},
+         .interrupt_at = "run_int.txt.part"},
     };
     for (ProgramInput input : cases) {
         input.args = {"run.txt"};
