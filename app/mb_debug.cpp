@@ -1,6 +1,7 @@
 #include "app/mb_debug.hpp"
 
 #include "app/mb_mpi.hpp"
+#include "app/ranks.hpp"
 #include "app/run_settings.hpp"
 #include "numeric/data_out.hpp"
 
@@ -81,6 +82,9 @@ void chk_interrupt(int i, int n) {
 
 void progress_indicator(int i, int n) {
     chk_interrupt(i, n);
+    if (ranks().rank() != 0) {
+        return;
+    }
     if (i == 0) {
         five_ct = 5;
     }
@@ -102,6 +106,9 @@ void progress_indicator(int i, int n) {
 }
 
 void exec_time_forecast(int n, int threads) {
+    if (ranks().rank() != 0) {
+        return;
+    }
     if (n == -1) {
         mb_fprintf(stdout, "  Estimating exec. time .... ");
         mb_fflush(stdout);

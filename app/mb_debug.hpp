@@ -1,5 +1,5 @@
 // What long loops and solvers say while they work: monitor lines, dumps, progress marks and the
-// forecast of the run time. All of it goes to the console.
+// forecast of the run time. All of it goes to the console; the last two are told by rank 0 alone.
 #pragma once
 
 #include "numeric/complex.hpp"

@@ -1,8 +1,7 @@
 // The processes that share one run. orvel is a single one; orvel_mpi puts MPI in its place.
 //
-// Every rank reads the input and makes the same problem of it. Rank 0 speaks and writes: what the
-// others say is kept back and their files go nowhere, unless one of them cannot go on, which rank 0
-// then tells.
+// Every rank reads the input and makes the same problem of it. Rank 0 speaks and writes: the files
+// of the others go nowhere, and what they say is kept back but for what only one of them can know.
 #pragma once
 
 #include <span>
@@ -26,6 +25,9 @@ public:
     // Rank 0 to another, and what that one waits for.
     virtual void assign(int, std::span<const double>) {}
     virtual std::vector<double> assigned() { return {}; }
+    // Every rank, when its assignment is done: rank 0 writes to standard output what the others
+    // have written there since they were assigned something.
+    virtual void pass_on_words() {}
     // Another rank to rank 0. Returns before it has arrived, unless many are still on their way.
     virtual void send(std::vector<double> &&) {}
     // Waits until all that was sent has arrived.

@@ -196,6 +196,7 @@ void solve_pattern(PatternRun &run) {
     const std::vector<int> share = run.ranks.share_out(run.solver, open, !tilts_write());
     const bool in_order =
         run.slots.size() == 1 && run.ranks.count() == 1 && run.solver.each_by_itself();
+    const TiltSteps steps = steps_of(run, open, share);
     const std::size_t num_values = values_of_tilt(run);
     const auto take = [&](int p, int kept, std::span<const double> values) {
         keep_tilt(run, p, kept, values);
@@ -207,11 +208,13 @@ void solve_pattern(PatternRun &run) {
                                            : count_not_found;
         run.solver.solve_block(b, kept_before, run.slots[slot], take);
         if (slot == 0) {
+            // Before another rank tells of the same signal.
+            chk_interrupt(steps.before[step], steps.tilts);
             run.ranks.take_arrived(num_values, take);
         }
     };
-    solve_steps(steps_of(run, open, share), static_cast<int>(run.slots.size()), solve,
-                [&] { run.ranks.gather(num_values, take); });
+    solve_steps(steps, static_cast<int>(run.slots.size()), solve,
+                [&] { run.ranks.gather(num_values, steps.tilts, take); });
 }
 
 // The tilts that rank 0 gives another.
@@ -299,6 +302,7 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
     chk_same_problem(problem, ops);
     if (ranks().rank() != 0) {
         solve_share(problem, ops, kind.coherent);
+        ranks().pass_on_words();
         return;
     }
     PatternRun run{problem, ops, kind, values, {problem, ops, kind, log}, {}, {}, {}, {}, {}};
@@ -309,6 +313,7 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
         mb_fprintf(stdout, "$$ The tilts are shared among %d ranks.\n", ranks().size());
     }
     solve_pattern(run);
+    ranks().pass_on_words();
     solve_again(run);
     report_propagation(run);
     mb_fprintf(stdout, "$$Intensity output\n");

@@ -77,10 +77,10 @@ void TiltRanks::take_arrived(std::size_t num_values, const Take &take) {
     }
 }
 
-void TiltRanks::gather(std::size_t num_values, const Take &take) {
+void TiltRanks::gather(std::size_t num_values, int tilts, const Take &take) {
     take_arrived(num_values, take);
     while (arrived_ < awaited_) {
-        chk_interrupt(arrived_, awaited_);
+        chk_interrupt(tilts - (awaited_ - arrived_), tilts);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
         take_arrived(num_values, take);
     }

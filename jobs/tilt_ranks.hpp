@@ -29,8 +29,9 @@ public:
 
     // Rank 0, in the main thread: take() of each tilt that has arrived, of num_values values.
     void take_arrived(std::size_t num_values, const Take &take);
-    // The same until every tilt that is not of this rank has arrived.
-    void gather(std::size_t num_values, const Take &take);
+    // The same until every tilt that is not of this rank has arrived, the others of the pattern's
+    // `tilts` being done.
+    void gather(std::size_t num_values, int tilts, const Take &take);
 
     // Another rank: a solved tilt, from any thread, which goes to rank 0 before long.
     void give(int point, int kept, std::span<const double> values);

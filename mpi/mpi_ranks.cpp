@@ -2,8 +2,10 @@
 
 #include "app/mb_mpi.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <sys/ioctl.h>
@@ -15,7 +17,7 @@ namespace orvel {
 
 namespace {
 
-enum Tag { assignment, result, last_words };
+enum Tag { assignment, result, words, last_words };
 
 // Messages of a rank that may be on their way at a time.
 constexpr std::size_t most_sending = 16;
@@ -37,22 +39,41 @@ void keep_back_streams() {
     }
 }
 
-// The last line that was kept back.
-std::string last_line() {
-    constexpr off_t most = 1000;
+// Length of the text that was kept back.
+long kept_back_length() {
     std::fflush(stdout);
-    const off_t end = lseek(STDOUT_FILENO, 0, SEEK_END);
-    const off_t start = end > most ? end - most : 0;
-    std::string text(end > start ? static_cast<std::size_t>(end - start) : 0, '\0');
+    return std::max(0L, static_cast<long>(lseek(STDOUT_FILENO, 0, SEEK_END)));
+}
+
+// That text from `start` on.
+std::string kept_back_text(long start) {
+    std::string text(static_cast<std::size_t>(std::max(0L, kept_back_length() - start)), '\0');
     const ssize_t count = pread(STDOUT_FILENO, text.data(), text.size(), start);
     text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return text;
+}
+
+// Its last line.
+std::string last_line() {
+    constexpr long most = 1000;
+    std::string text = kept_back_text(std::max(0L, kept_back_length() - most));
     while (!text.empty() && text.back() == '\n') {
         text.pop_back();
     }
     return text.substr(text.rfind('\n') + 1);
 }
 
-// The numbers of a message that is there.
+// A message of characters that is there.
+std::string received_text(const MPI_Status &status) {
+    int count = 0;
+    MPI_Get_count(&status, MPI_CHAR, &count);
+    std::string text(static_cast<std::size_t>(count), '\0');
+    MPI_Recv(text.data(), count, MPI_CHAR, status.MPI_SOURCE, status.MPI_TAG, MPI_COMM_WORLD,
+             MPI_STATUS_IGNORE);
+    return text;
+}
+
+// The numbers of one.
 std::vector<double> received(const MPI_Status &status) {
     int count = 0;
     MPI_Get_count(&status, MPI_DOUBLE, &count);
@@ -72,6 +93,13 @@ void wait_for_launcher() {
             pause_briefly();
         }
     }
+}
+
+// How long MPI_Finalize may take, in seconds.
+constexpr unsigned patience = 10;
+
+extern "C" void leave(int /*signal*/) {
+    _exit(0);
 }
 
 MpiRanks *mpi = nullptr;
@@ -100,7 +128,13 @@ void MpiRanks::finalize() {
     MPI_Request request = MPI_REQUEST_NULL;
     MPI_Ibarrier(MPI_COMM_WORLD, &request);
     wait_for(request);
+    // All is done and written: a library that does not find its own end (MPICH 4.0 over TCP) must
+    // not hold up the run for ever.
+    std::fflush(nullptr);
+    std::signal(SIGALRM, leave);
+    alarm(patience);
     MPI_Finalize();
+    alarm(0);
 }
 
 // A rank that could not go on takes nothing any more, so rank 0 listens while it waits.
@@ -114,6 +148,20 @@ void MpiRanks::wait_for(MPI_Request &request) {
         pause_briefly();
         MPI_Test(&request, &done, MPI_STATUS_IGNORE);
     }
+}
+
+MPI_Status MpiRanks::wait_for_message(int from, int tag) {
+    int there = 0;
+    MPI_Status status;
+    MPI_Iprobe(from, tag, MPI_COMM_WORLD, &there, &status);
+    while (there == 0) {
+        if (rank_ == 0) {
+            chk_last_words();
+        }
+        pause_briefly();
+        MPI_Iprobe(from, tag, MPI_COMM_WORLD, &there, &status);
+    }
+    return status;
 }
 
 std::string MpiRanks::share(const std::string &text) {
@@ -139,14 +187,22 @@ void MpiRanks::assign(int to, std::span<const double> message) {
 }
 
 std::vector<double> MpiRanks::assigned() {
-    MPI_Status status;
-    int there = 0;
-    MPI_Iprobe(0, assignment, MPI_COMM_WORLD, &there, &status);
-    while (there == 0) {
-        pause_briefly();
-        MPI_Iprobe(0, assignment, MPI_COMM_WORLD, &there, &status);
+    std::vector<double> message = received(wait_for_message(0, assignment));
+    assigned_at_ = kept_back_length();
+    return message;
+}
+
+void MpiRanks::pass_on_words() {
+    if (rank_ != 0) {
+        const std::string text = kept_back_text(assigned_at_);
+        MPI_Request request = MPI_REQUEST_NULL;
+        MPI_Isend(text.data(), static_cast<int>(text.size()), MPI_CHAR, 0, words, MPI_COMM_WORLD,
+                  &request);
+        wait_for(request);
     }
-    return received(status);
+    for (int from = 1; rank_ == 0 && from < size_; ++from) {
+        mb_fprintf(stdout, "%s", received_text(wait_for_message(from, words)).c_str());
+    }
 }
 
 void MpiRanks::wait_for_sent(std::size_t left) {
@@ -180,12 +236,7 @@ void MpiRanks::chk_last_words() {
     MPI_Status status;
     MPI_Iprobe(MPI_ANY_SOURCE, last_words, MPI_COMM_WORLD, &there, &status);
     if (there != 0) {
-        int count = 0;
-        MPI_Get_count(&status, MPI_CHAR, &count);
-        std::string words(static_cast<std::size_t>(count), '\0');
-        MPI_Recv(words.data(), count, MPI_CHAR, status.MPI_SOURCE, last_words, MPI_COMM_WORLD,
-                 MPI_STATUS_IGNORE);
-        input_exit("\n$$ Rank %d: %s", status.MPI_SOURCE, words.c_str());
+        input_exit("\n$$ Rank %d: %s", status.MPI_SOURCE, received_text(status).c_str());
     }
 }
 
@@ -211,8 +262,12 @@ void MpiRanks::end(int status) {
         MPI_Abort(MPI_COMM_WORLD, status);
         std::abort();
     }
-    const std::string words = last_line();
-    MPI_Send(words.data(), static_cast<int>(words.size()), MPI_CHAR, 0, last_words, MPI_COMM_WORLD);
+    // What ended this rank, a signal or a file that is not there, may be about to end rank 0, which
+    // can tell more.
+    constexpr std::chrono::milliseconds precedence(500);
+    std::this_thread::sleep_for(precedence);
+    const std::string text = last_line();
+    MPI_Send(text.data(), static_cast<int>(text.size()), MPI_CHAR, 0, last_words, MPI_COMM_WORLD);
     for (;;) {
         pause();
     }

@@ -20,6 +20,7 @@ public:
     std::string share(const std::string &text) override;
     void assign(int to, std::span<const double> message) override;
     std::vector<double> assigned() override;
+    void pass_on_words() override;
     void send(std::vector<double> &&message) override;
     void flush() override;
     bool receive(std::vector<double> &message) override;
@@ -38,12 +39,14 @@ private:
     void chk_last_words();
     // Waits for a message to be taken, or to come; ends the run as chk_last_words does.
     void wait_for(MPI_Request &request);
+    MPI_Status wait_for_message(int from, int tag);
     // Forgets what has arrived; waits until at most `left` are on their way.
     void wait_for_sent(std::size_t left);
 
     int rank_ = 0;
     int size_ = 1;
     std::deque<Sending> sending_;
+    long assigned_at_ = 0; // in the text that is kept back
 };
 
 } // namespace orvel

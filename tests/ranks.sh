@@ -49,6 +49,16 @@ gaas110_cbed/gaas110 1 tilt_symmetry_flag
 gaas110_cbed/gaas110 0.9999999999999999
 END
 
+# What solvers say is heard from every rank.
+mkdir "$work/ranks"
+sed '/^EPS_CONTROL_PARAMETERS{/a inv_eps 10' "$examples/gaas110_cbed/gaas110.dat" \
+    >"$work/ranks/singular.dat"
+(cd "$work/ranks" && "$orvel" singular.dat >../said) || fail "orvel singular"
+run "$work/ranks" 3 singular.dat || fail "singular: status $?"
+said=$(grep -c '^\$\$ Anomalous' "$work/said")
+[ "$(grep -c '^\$\$ Anomalous' "$work/out")" -eq "$said" ] || fail "singular: not $said times"
+rm -r "$work/ranks"
+
 # A job that is not shared, and the name from standard input.
 mkdir "$work/ranks"
 cp "$examples/si_fringes/si220.dat" "$work/ranks"
