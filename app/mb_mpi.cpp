@@ -88,9 +88,13 @@ OutputFile open_beside(const std::string &path, const std::filesystem::path &tar
 [[noreturn]] void exit_with_message(std::FILE *stream, const char *prefix, const char *format,
                                     std::va_list args) {
     const std::lock_guard lock(ending_mutex);
-    std::fputs(prefix, stream);
-    std::vfprintf(stream, format, args);
-    std::fputc('\n', stream);
+    std::va_list again;
+    va_copy(again, args);
+    std::string message(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
+    va_end(again);
+    std::vsnprintf(message.data(), message.size() + 1, format, args);
+    ranks().note_last_words(prefix + message);
+    std::fprintf(stream, "%s%s\n", prefix, message.c_str());
     end_run(1);
 }
 
@@ -106,6 +110,9 @@ void end_run(int status) {
     if (std::fflush(stdout) != 0) {
         std::fputs("$$ Cannot write standard output. Abort.\n", stderr);
         status = 1;
+    }
+    if (status != 0) {
+        ranks().note_last_words("");
     }
     // A run that is done early leaves its log to be written here.
     if (status == 0 && std::fflush(nullptr) != 0) {

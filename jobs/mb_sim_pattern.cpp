@@ -12,6 +12,7 @@
 #include "jobs/tilt_threads.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <span>
 #include <string>
 #include <vector>
@@ -54,8 +55,10 @@ std::size_t values_of_tilt(const PatternRun &run) {
 // The values of a grid point, [output reflection][thickness, component fastest], in their place.
 void place_tilt(PatternRun &run, int p, int kept, std::span<const double> values) {
     run.kept[p] = kept;
-    run.finite[p] =
-        std::all_of(values.begin(), values.end(), [](double x) { return is_finite(x); }) ? 1 : 0;
+    // Amplitudes are scaled when they are written.
+    const double scale = run.kind.coherent ? std::sqrt(epsilon.intensity_scaling) : 1.0;
+    const auto is_written_finite = [&](double x) { return is_finite(x * scale); };
+    run.finite[p] = std::all_of(values.begin(), values.end(), is_written_finite) ? 1 : 0;
     const double *value = values.data();
     for (std::size_t o = 0; o < run.values.extent(0); ++o) {
         for (std::size_t k = 0; k < run.values.extent(1); ++k) {

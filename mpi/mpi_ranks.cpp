@@ -252,6 +252,13 @@ bool MpiRanks::receive(std::vector<double> &message) {
     return true;
 }
 
+// Noted at once, for other threads may go on speaking until they see the end.
+void MpiRanks::note_last_words(const std::string &why) {
+    if (rank_ != 0 && last_words_.empty()) {
+        last_words_ = why.empty() ? last_line() : why.substr(why.front() == '\n' ? 1 : 0);
+    }
+}
+
 void MpiRanks::end(int status) {
     if (status == 0) { // every rank comes here
         finalize();
@@ -266,8 +273,8 @@ void MpiRanks::end(int status) {
     // can tell more.
     constexpr std::chrono::milliseconds precedence(500);
     std::this_thread::sleep_for(precedence);
-    const std::string text = last_line();
-    MPI_Send(text.data(), static_cast<int>(text.size()), MPI_CHAR, 0, last_words, MPI_COMM_WORLD);
+    MPI_Send(last_words_.data(), static_cast<int>(last_words_.size()), MPI_CHAR, 0, last_words,
+             MPI_COMM_WORLD);
     for (;;) {
         pause();
     }

@@ -21,6 +21,7 @@ public:
     void assign(int to, std::span<const double> message) override;
     std::vector<double> assigned() override;
     void pass_on_words() override;
+    void note_last_words(const std::string &why) override;
     void send(std::vector<double> &&message) override;
     void flush() override;
     bool receive(std::vector<double> &message) override;
@@ -46,6 +47,7 @@ private:
     int rank_ = 0;
     int size_ = 1;
     std::deque<Sending> sending_;
+    std::string last_words_;
     long assigned_at_ = 0; // in the text that is kept back
 };
 

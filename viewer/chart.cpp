@@ -45,8 +45,10 @@ std::vector<double> axis_ticks(const Axis &axis, double wanted) {
         step *= 2.0;
     }
     std::vector<double> ticks;
-    for (double i = std::ceil(axis.low / step - 1e-9); i * step <= axis.high + 1e-9 * step; ++i) {
-        ticks.push_back(i * step);
+    const double first = std::ceil(axis.low / step - 1e-9);
+    const double most = 3.0 * wanted + 3.0; // far from zero a step can be lost to rounding
+    for (double i = 0.0; i <= most && (first + i) * step <= axis.high + 1e-9 * step; ++i) {
+        ticks.push_back((first + i) * step);
     }
     return ticks;
 }

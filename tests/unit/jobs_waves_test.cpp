@@ -263,6 +263,16 @@ TEST(ThicknessFringes, OneThicknessIsNotANumberAndToldBefore) {
     EXPECT_NE(run.read("run_int.txt").find("nan"), std::string::npos);
 }
 
+// Upstream of the surface absorbed waves grow: intensities overflow before amplitudes do.
+TEST(ThicknessFringes, IntensitiesBeyondAllNumbersAreTold) {
+    const ProgramRun run = run_parameter_file(Conditions().tfringe("2\n0 -2e6\n"));
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.read("run_amp.txt").find("inf"), std::string::npos);
+    EXPECT_NE(run.read("run_int.txt").find("inf"), std::string::npos);
+    EXPECT_NE(run.out.find("$$ Warning: 1 of 1 tilts gave results that are not finite"),
+              std::string::npos);
+}
+
 // A beam beyond the scattering-factor table.
 TEST(WaveJobs, OnlyTheFringesGoOnWithoutAStructureFactor) {
     Conditions c;

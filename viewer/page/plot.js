@@ -4,8 +4,10 @@
 function ticks(low, high, most) {
     const step = roundStep((high - low) / Math.max(1, most)) || 1;
     const list = [];
-    for (let i = Math.ceil(low / step - 1e-9); i * step <= high + 1e-9 * step; ++i) {
-        list.push(i * step);
+    const first = Math.ceil(low / step - 1e-9);
+    // Far from zero a step can be lost to rounding.
+    for (let i = 0; i <= 3 * most + 3 && (first + i) * step <= high + 1e-9 * step; ++i) {
+        list.push((first + i) * step);
     }
     return list;
 }
