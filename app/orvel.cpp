@@ -5,15 +5,12 @@
 #include "app/ranks.hpp"
 #include "app/run_settings.hpp"
 #include "app/settings_readers.hpp"
+#include "app/surroundings.hpp"
 #include "input/mb_input.hpp"
 #include "input/utils.hpp"
 #include "jobs/jobs.hpp"
-#include "numeric/vecmat.hpp"
 
-#include <array>
-#include <csignal>
 #include <filesystem>
-#include <new>
 
 namespace orvel {
 
@@ -48,29 +45,6 @@ constexpr struct {
     {"POTENTIAL_REIM_3D_UNITCELL_MODE", "##### Calculation of 3D electrostatic potential #####\n",
      mb_potential_reim_3d_unitcell},
 };
-
-// A write to a closed pipe, or beyond the size that a file may have, becomes a failed write, which
-// the end of the run tells.
-void let_writes_fail() {
-#ifdef SIGPIPE
-    std::signal(SIGPIPE, SIG_IGN);
-#endif
-#ifdef SIGXFSZ
-    std::signal(SIGXFSZ, SIG_IGN);
-#endif
-}
-
-// Memory that runs out in any container ends the run as the allocators' own checks do.
-void end_when_memory_is_out() {
-    std::set_new_handler([] { chk_vector(nullptr); });
-}
-
-void chk_standard_output() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        mb_fprintf(stderr, "$$ Cannot write standard output. Abort.\n");
-        end_run(1);
-    }
-}
 
 void chk_name_length(const std::string &name) {
     if (name.size() >= name_limit) {
@@ -126,12 +100,6 @@ void write_banner(std::FILE *stream, const char *gap) {
 
 } // namespace
 
-void occupy_standard_streams() {
-    static const std::array<std::FILE *, 3> held = {
-        std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r")};
-    static_cast<void>(held);
-}
-
 void opening_title() {
     write_banner(stdout, "  ");
 }
@@ -168,9 +136,7 @@ void mb_job(const std::string &param_file, const std::string &base_name, std::FI
 }
 
 int run_orvel(int argc, char **argv) {
-    occupy_standard_streams();
-    let_writes_fail();
-    end_when_memory_is_out();
+    settle_surroundings();
     mb_fprintf(stdout, "\n#####  Welcome to ORVEL\n");
     mb_fprintf(stdout, "%s\n", version_text);
     opening_title();

@@ -6,11 +6,6 @@
 
 namespace orvel {
 
-// A file opened in the place of a closed standard stream would get its text, so those places are
-// taken first, before anything else opens one. Opened for reading: what is written to a closed
-// output still fails. A second call does nothing.
-void occupy_standard_streams();
-
 // A whole run: titles, "orvel.ini", parameter-file name (argument or prompt), log, job, closing
 // lines. Returns 0; every error ends the run with status 1.
 int run_orvel(int argc, char **argv);

@@ -1,4 +1,5 @@
 #include "app/orvel.hpp"
+#include "app/surroundings.hpp"
 #include "mpi/mpi_ranks.hpp"
 
 int main(int argc, char **argv) {

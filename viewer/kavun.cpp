@@ -1,6 +1,7 @@
 #include "viewer/kavun.hpp"
 
 #include "app/mb_mpi.hpp"
+#include "app/surroundings.hpp"
 #include "viewer/page.hpp"
 #include "viewer/pictures.hpp"
 #include "viewer/text_file.hpp"
@@ -97,11 +98,13 @@ void show_page(const KavScript &script, const KavPage &page, const Arguments &ar
 } // namespace
 
 int run_kavun(int argc, char **argv) {
+    settle_surroundings();
     const Arguments arguments = read_arguments(argc, argv);
     const KavScript script = read_kav_script(arguments.script);
     for (const KavPage &page : script.pages) {
         show_page(script, page, arguments);
     }
+    chk_standard_output();
     return 0;
 }
 

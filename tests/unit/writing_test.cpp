@@ -108,7 +108,8 @@ TEST(Writing, NumbersAreThoseOfPrintf) {
         const std::uint64_t bits = random();
         const auto x = std::bit_cast<double>(bits);
         const auto special = std::bit_cast<double>(i % 2 == 0 ? bits & ~exponent : bits | exponent);
-        const double rounded = std::round(1e7 * std::ldexp(x, -std::ilogb(x))) * 1e-7;
+        int exponent_of_two = 0;
+        const double rounded = std::round(1e7 * std::frexp(x, &exponent_of_two)) * 1e-7;
         char line[100];
         std::snprintf(line, sizeof line, "%g\t%g\t%g\n", x, special, rounded);
         expected += line;
