@@ -104,18 +104,6 @@ void write_plot_script(const Sd &sd, const std::string &base_name, const FringeF
     mb_fprintf(file, "\n");
 }
 
-// As they are written; amplitudes are then finite too.
-bool intensities_finite(const Sd &sd, const complex *const *psi) {
-    for (std::size_t o = 0; o < sd.reflections.size(); ++o) {
-        for (std::size_t k = 0; k < sd.thicknesses.size(); ++k) {
-            if (!is_finite(c_norm(psi[o][k]) * epsilon.intensity_scaling)) {
-                return false;
-            }
-        }
-    }
-    return true;
-}
-
 void write_tables(const Sd &sd, const complex *const *psi, const FringeFiles &files) {
     const double amplitude_scaling = std::sqrt(epsilon.intensity_scaling);
     const int n_thick = static_cast<int>(sd.thicknesses.size());
@@ -158,7 +146,9 @@ void calc_tfringe_ug(const TiltProblem &problem, const RealHkl &K_t, const std::
     close_fringe_files(files);
 
     NonFiniteCount non_finite;
-    non_finite.add(intensities_finite(sd, psi.get()));
+    // Where intensities are finite, amplitudes are.
+    non_finite.add(
+        all_finite(sd, psi.get(), [](complex z) { return c_norm(z) * epsilon.intensity_scaling; }));
     non_finite.report(log);
 }
 

@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <vector>
 
 namespace orvel {
@@ -54,11 +55,12 @@ inline bool is_finite(complex z) {
     return is_finite(z.re) && is_finite(z.im);
 }
 
-// True when the whole table [output beam][thickness] is finite.
-template <class T> bool all_finite(const Sd &sd, const T *const *table) {
+// True when the whole table [output beam][thickness] is finite, as it is written.
+template <class T, class Written = std::identity>
+bool all_finite(const Sd &sd, const T *const *table, Written written = {}) {
     for (std::size_t o = 0; o < sd.reflections.size(); ++o) {
         for (std::size_t k = 0; k < sd.thicknesses.size(); ++k) {
-            if (!is_finite(table[o][k])) {
+            if (!is_finite(written(table[o][k]))) {
                 return false;
             }
         }

@@ -63,24 +63,20 @@ std::string last_line() {
     return text.substr(text.rfind('\n') + 1);
 }
 
-// A message of characters that is there.
-std::string received_text(const MPI_Status &status) {
+// A message that is there.
+template <class Message> Message received(const MPI_Status &status, MPI_Datatype type) {
     int count = 0;
-    MPI_Get_count(&status, MPI_CHAR, &count);
-    std::string text(static_cast<std::size_t>(count), '\0');
-    MPI_Recv(text.data(), count, MPI_CHAR, status.MPI_SOURCE, status.MPI_TAG, MPI_COMM_WORLD,
+    MPI_Get_count(&status, type, &count);
+    Message message(static_cast<std::size_t>(count), {});
+    MPI_Recv(message.data(), count, type, status.MPI_SOURCE, status.MPI_TAG, MPI_COMM_WORLD,
              MPI_STATUS_IGNORE);
-    return text;
+    return message;
 }
-
-// The numbers of one.
-std::vector<double> received(const MPI_Status &status) {
-    int count = 0;
-    MPI_Get_count(&status, MPI_DOUBLE, &count);
-    std::vector<double> numbers(static_cast<std::size_t>(count));
-    MPI_Recv(numbers.data(), count, MPI_DOUBLE, status.MPI_SOURCE, status.MPI_TAG, MPI_COMM_WORLD,
-             MPI_STATUS_IGNORE);
-    return numbers;
+std::string received_text(const MPI_Status &status) {
+    return received<std::string>(status, MPI_CHAR);
+}
+std::vector<double> received_numbers(const MPI_Status &status) {
+    return received<std::vector<double>>(status, MPI_DOUBLE);
 }
 
 // Waits until the launcher has taken what was written, for it drops the rest of an aborted run; a
@@ -187,7 +183,7 @@ void MpiRanks::assign(int to, std::span<const double> message) {
 }
 
 std::vector<double> MpiRanks::assigned() {
-    std::vector<double> message = received(wait_for_message(0, assignment));
+    std::vector<double> message = received_numbers(wait_for_message(0, assignment));
     assigned_at_ = kept_back_length();
     return message;
 }
@@ -248,7 +244,7 @@ bool MpiRanks::receive(std::vector<double> &message) {
     if (there == 0) {
         return false;
     }
-    message = received(status);
+    message = received_numbers(status);
     return true;
 }
 
