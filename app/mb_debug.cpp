@@ -5,6 +5,7 @@
 #include "app/run_settings.hpp"
 #include "numeric/data_out.hpp"
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <ctime>
@@ -20,10 +21,16 @@ int five_ct = 5;
 double clock_start = 0.0;
 double clock_now = 0.0;
 
-volatile std::sig_atomic_t interrupted = 0;
+// Read by all threads, written by a signal handler.
+std::atomic<bool> interrupted = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+// How far the loop has come that was last heard of.
+std::atomic<int> steps_done = 0;
+std::atomic<int> steps_in_all = 0;
 
 extern "C" void note_interrupt(int signal) {
-    interrupted = 1;
+    interrupted = true;
     std::signal(signal, SIG_DFL);
 }
 
@@ -66,7 +73,7 @@ void dbg_dump_complexmat(int flag, const char *title, int n, const complex *cons
 }
 
 void catch_interrupts() {
-    interrupted = 0;
+    interrupted = false;
     for (const int signal : {SIGINT, SIGTERM}) {
         if (std::signal(signal, note_interrupt) == SIG_IGN) {
             std::signal(signal, SIG_IGN);
@@ -75,8 +82,15 @@ void catch_interrupts() {
 }
 
 void chk_interrupt(int i, int n) {
-    if (interrupted != 0) {
-        input_exit("\n$$ Interrupted after %d of %d steps. Abort.", i, n);
+    steps_done = i;
+    steps_in_all = n;
+    chk_interrupt();
+}
+
+void chk_interrupt() {
+    if (interrupted) {
+        input_exit("\n$$ Interrupted after %d of %d steps. Abort.", steps_done.load(),
+                   steps_in_all.load());
     }
 }
 

@@ -18,13 +18,16 @@ void dbg_dump_complexmat(int flag, const char *title, int n, const complex *cons
 // four blanks. The last step writes the marks up to 95%; exec_time_forecast(0) completes the line.
 void progress_indicator(int i, int n);
 
-// From now on SIGINT and SIGTERM, where they are not ignored, end the run at its next step, without
-// half a file; a second one ends it at once.
+// From now on SIGINT and SIGTERM, where they are not ignored, end the run when it next looks for
+// them, without half a file; a second one ends it at once.
 void catch_interrupts();
 
 // Ends the run when an interrupt has come: "\n$$ Interrupted after %d of %d steps. Abort.\n", exit
 // status 1. Called at each step of loops that can be long; progress_indicator calls it.
 void chk_interrupt(int i, int n);
+
+// The same in the midst of a step, where that can be long: tells of the last step that began.
+void chk_interrupt();
 
 // n = -1 starts the clock, n > 0 forecasts the time of n steps after the first one is done,
 // n = 0 ends the timing with the time elapsed. In minutes and hours: processor time; with several

@@ -39,9 +39,9 @@ bool is_row(int row, const WorkCalInt &work) {
 }
 
 // Fringes may have millions of thicknesses.
-void chk_interrupt_sometimes(std::size_t k, std::size_t n_thick) {
+void chk_interrupt_sometimes(std::size_t k) {
     if (k % 1024 == 1023) {
-        chk_interrupt(static_cast<int>(k), static_cast<int>(n_thick));
+        chk_interrupt();
     }
 }
 
@@ -52,7 +52,7 @@ void for_each_amplitude(const TiltProblem &problem, WorkCalInt &work, Put put) {
     const std::vector<double> &thicknesses = problem.sd.thicknesses;
     const int n_kept = kept_branches(work);
     for (std::size_t k = 0; k < thicknesses.size(); ++k) {
-        chk_interrupt_sometimes(k, thicknesses.size());
+        chk_interrupt_sometimes(k);
         for (int b = 0; b < n_kept; ++b) {
             work.propagation[k][b] =
                 propagation_factor(thicknesses[k], work.eigval[work.branch_list[b]], work.K_n);
@@ -68,7 +68,7 @@ void for_each_amplitude(const TiltProblem &problem, WorkCalInt &work, Put put) {
             }
         }
         for (std::size_t k = 0; k < thicknesses.size(); ++k) {
-            chk_interrupt_sometimes(k, thicknesses.size());
+            chk_interrupt_sometimes(k);
             complex psi;
             if (is_row(row, work)) {
                 for (int b = 0; b < n_kept; ++b) {

@@ -1,5 +1,6 @@
 #include "dynamics/mbfunc_propagate.hpp"
 
+#include "app/mb_debug.hpp"
 #include "dynamics/mbfunc_matrix.hpp"
 
 #include <algorithm>
@@ -192,6 +193,7 @@ void sum_terms(const TiltProblem &problem, TiltStrip strip_tilts, PropagationWor
     BlockTerm step = work.step;
     step.n = n;
     for (int k = 0;; ++k) {
+        chk_interrupt();
         sum.weights = work.coefficients.data() + std::ptrdiff_t{k} * sum.n_sets * strip;
         sum.x = step.x;
         sum.sum = work.sums.data() + (k % 2) * sums_each;

@@ -75,6 +75,7 @@ void sum_terms(const TiltProblem &problem, const WorkCalInt &tilt, const Expansi
     SingleTerm step = {n,       work.step.packed, nullptr,  nullptr, nullptr,
                        nullptr, 1.0 / e.radius,   e.centre, nullptr};
     for (int k = 0;; ++k) {
+        chk_interrupt();
         add_term(problem, tilt, k, x.re, x.im, work);
         if (k + 1 == e.terms) {
             return;

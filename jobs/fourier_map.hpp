@@ -83,7 +83,7 @@ void for_each_map_point(const MapRange &map, const RealSpaceBase &base, Put put,
         for (int iy = 0; iy < map.ny; ++iy) {
             // A row may be the whole map.
             if (iy % 1024 == 0) {
-                chk_interrupt(ix, map.nx);
+                chk_interrupt();
             }
             const double y = map_coordinate(map.ry_range, iy, map.ny);
             const RealUvw r = {x * base.r1.u + y * base.r2.u, x * base.r1.v + y * base.r2.v,

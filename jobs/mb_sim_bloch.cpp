@@ -1,6 +1,7 @@
 // The Bloch-state job: projected potential of the selected beams and wave function and probability
 // density of chosen Bloch states at one incidence, over a rectangle of the projected cell.
 #include "jobs/mb_sim_bloch.hpp"
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "crystal/csd.hpp"
 #include "dynamics/mbfunc_intensity.hpp"
@@ -162,6 +163,7 @@ void calc_bloch_state_ug(const BlochCondition &condition, const TiltProblem &pro
     const Sd &sd = condition.sd;
     const RealHkl K_t = sd.grid.kxy.front();
     WorkCalInt work = alloc_work_cal_int(sd.beams.size(), 0, 0);
+    chk_interrupt(0, 1);
     solve_tilt(problem, K_t, work);
     excite_branches(work);
     chk_selected_branches(condition.branches, work.n_exact);

@@ -135,6 +135,7 @@ void calc_tfringe_ug(const TiltProblem &problem, const RealHkl &K_t, const std::
     const int n_thick = static_cast<int>(sd.thicknesses.size());
     WorkCalInt work = alloc_work_cal_int(sd.beams.size(), n_out, n_thick);
     Matrix<complex> psi(n_out, n_thick);
+    chk_interrupt(0, 1);
     solve_tilt(problem, K_t, work);
     excite_branches(work);
     calc_amplitudes(problem, work, psi.get());

@@ -1,5 +1,6 @@
 #include "numeric/lb_eigmat1.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 
 #include <cmath>
@@ -31,6 +32,7 @@ void form_transformations(int n, Range range, EigmatWork &work) {
     zero_elements(work.ur, static_cast<std::size_t>(round_up_strip(n)));
     zero_elements(work.ui, static_cast<std::size_t>(round_up_strip(n)));
     for (int i = range.high - 1; i > range.low; --i) {
+        chk_interrupt();
         if (std::fabs(work.ortr[i]) < eps && std::fabs(work.orti[i]) < eps) {
             continue;
         }

@@ -1,6 +1,8 @@
 // Balancing (cbal) and reduction to Hessenberg form (corth).
 #include "numeric/lb_eigmat1.hpp"
 
+#include "app/mb_debug.hpp"
+
 #include <cmath>
 #include <utility>
 
@@ -176,6 +178,7 @@ void corth(int n, const Planes &a, Range range, EigmatWork &work) {
         work.ur[i] = work.ui[i] = 0.0;
     }
     for (int m = range.low + 1; m < range.high; ++m) {
+        chk_interrupt();
         work.ortr[m] = work.orti[m] = 0.0;
         work.ur[m - 1] = work.ui[m - 1] = 0.0;
         double scale = 0.0;

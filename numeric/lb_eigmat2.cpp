@@ -1,5 +1,6 @@
 #include "numeric/lb_eigmat2.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "numeric/lb_schur.hpp"
 
@@ -88,6 +89,7 @@ void reduce(int n, EigmatWork &work) {
     zero_elements(work.ur, static_cast<std::size_t>(round_up_strip(n)));
     zero_elements(work.ui, static_cast<std::size_t>(round_up_strip(n)));
     for (int m = 1; m + 1 < n; ++m) {
+        chk_interrupt();
         const int p = pivot_row(n, work.a, m);
         work.index[static_cast<std::size_t>(m)] = p;
         if (p != m) {

@@ -112,7 +112,7 @@ void schur_complement_diagonal(int n, int m, const complex *const *a, complex *c
     p.a_row = work.a.ld;
     p.a_col = 1;
     p.b = right;
-    kernels().multiply(p);
+    multiply_in_steps(p);
     join_border(n, m, b, work);
 }
 

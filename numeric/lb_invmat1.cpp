@@ -1,5 +1,6 @@
 #include "numeric/lb_invmat1.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "numeric/lb_kernels.hpp"
 #include "numeric/lb_lu.hpp"
@@ -63,6 +64,7 @@ void invert_upper(int n, InvmatWork &work) {
     const Planes &x = work.x;
     zero_planes(x, n);
     for (int i0 = (n - 1) / lu_block * lu_block; i0 >= 0; i0 -= lu_block) {
+        chk_interrupt();
         const int i1 = std::min(i0 + lu_block, n);
         Product p;
         p.rows = i1 - i0;
@@ -109,6 +111,7 @@ void invert_diagonal_block(int k0, int k1, InvmatWork &work) {
 void divide_by_lower(int n, InvmatWork &work) {
     const Planes &x = work.x;
     for (int k0 = (n - 1) / lu_block * lu_block; k0 >= 0; k0 -= lu_block) {
+        chk_interrupt();
         const int k1 = std::min(k0 + lu_block, n);
         Product p;
         p.rows = n;

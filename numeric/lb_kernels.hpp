@@ -168,6 +168,10 @@ const Kernels *avx512_kernels();
 
 // The table in use: the fastest of this machine, or the one that was set.
 const Kernels &kernels();
+
+// A product of any size by kernels().multiply, some rows after the other, between which the run
+// looks for interrupts.
+void multiply_in_steps(const Product &p);
 // Puts a table in use; null goes back to the fastest. Not while a solver runs.
 void set_kernels(const Kernels *table);
 

@@ -1,5 +1,6 @@
 #include "numeric/lb_lu.hpp"
 
+#include "app/mb_debug.hpp"
 #include "numeric/lb_kernels.hpp"
 
 #include <algorithm>
@@ -102,6 +103,7 @@ void update_rest(const LuTask &task, const Planes &a, int k0, int k1) {
 
 int lu_decompose(const LuTask &task, const Planes &a, const Planes &panel, int *interchange) {
     for (int k0 = 0; k0 < task.n; k0 += lu_block) {
+        chk_interrupt();
         const int k1 = std::min(k0 + lu_block, task.n);
         const int reached = decompose_panel(task, a, panel, k0, k1, interchange);
         if (reached < k1) {

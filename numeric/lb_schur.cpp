@@ -1,5 +1,6 @@
 #include "numeric/lb_schur.hpp"
 
+#include "app/mb_debug.hpp"
 #include "numeric/lb_eigmat1_scalar.hpp"
 
 #include <cmath>
@@ -70,6 +71,7 @@ void back_substitute(int n, double norm, EigmatWork &work) {
     const Kernels &kernel = kernels();
     const double tiny = smallest_difference(norm);
     for (int i = n - 1; i >= 0; --i) {
+        chk_interrupt();
         kernel.upper_row(work.a, n, i, work.ur, work.ui);
         const bool large = kernel.divide_row(work.a, n, i, work.wr, work.wi, tiny);
         work.a.set(i, i, {1.0, 0.0});
@@ -111,7 +113,7 @@ void multiply_back(int n, Range range, EigmatWork &work) {
     p.a_row = 1;
     p.a_col = z.ld;
     p.b = work.a.from(range.low, first);
-    kernels().multiply(p);
+    multiply_in_steps(p);
 }
 
 // eigvec <- columns of work.v, normalised.
@@ -196,6 +198,7 @@ void flush_rotations(int n, EigmatWork &work) {
 }
 
 void qr_step(int n, int low, int l, int en, complex shift, EigmatWork &work) {
+    chk_interrupt();
     const Hessenberg m = {n, work.a, work.sub};
     for (int i = low; i <= en; ++i) {
         m.h.set(i, i, c_sub(m.h.at(i, i), shift));

@@ -122,19 +122,34 @@ TEST(Writing, NumbersAreThoseOfPrintf) {
 TEST(Interrupt, TellsHowFarTheRunCame) {
     Conditions conditions;
     conditions.grid = "1\n300000\n1\n";
-    const ProgramInput cases[] = {
-        {.files = {{"run.txt", conditions.dispsurf("1 2\n", "0\n", "1\n100\n")},
-                   {"run_ds.txt", "old"}},
-         .interrupt_at = "run_ds.txt.part"},
+    Conditions large = conditions;
+    large.beams = "0\n900 0\n";
+    for (int i = 0; i < 900; ++i) {
+        large.beams += std::to_string(2 * (i % 30)) + " " + std::to_string(2 * (i / 30)) + " 0\n";
+    }
+    const struct {
+        ProgramInput input;
+        int steps;
+    } cases[] = {
+        {{.files = {{"run.txt", conditions.dispsurf("1 2\n", "0\n", "1\n100\n")},
+                    {"run_ds.txt", "old"}},
+          .interrupt_at = "run_ds.txt.part"},
+         300000},
         // A mark of progress: all threads are at work.
-        {.files = {{"run.txt", conditions.cbed("0\n", "1\n100\n")},
-                   {"orvel.ini", "num_threads 3\nINI_PARAM_END\n"},
-                   {"run_ds.txt", "old"}},
-         .interrupt_said = "    5%"},
-        {.files = {{"run.txt", conditions.tfringe("3000000\n0 1000\n")}, {"run_ds.txt", "old"}},
-         .interrupt_at = "run_int.txt.part"},
+        {{.files = {{"run.txt", conditions.cbed("0\n", "1\n100\n")},
+                    {"orvel.ini", "num_threads 3\nINI_PARAM_END\n"},
+                    {"run_ds.txt", "old"}},
+          .interrupt_said = "    5%"},
+         300000},
+        {{.files = {{"run.txt", conditions.tfringe("3000000\n0 1000\n")}, {"run_ds.txt", "old"}},
+          .interrupt_at = "run_int.txt.part"},
+         1},
+        // In the midst of an eigen-solution.
+        {{.files = {{"run.txt", large.tfringe("2\n0 1000\n")}, {"run_ds.txt", "old"}},
+          .interrupt_at = "run_int.txt.part"},
+         1},
     };
-    for (ProgramInput input : cases) {
+    for (auto [input, steps] : cases) {
         input.args = {"run.txt"};
         const ProgramRun run = run_program(input);
         EXPECT_EQ(run.status, 1);
@@ -147,6 +162,7 @@ TEST(Interrupt, TellsHowFarTheRunCame) {
                   2)
             << run.out;
         EXPECT_LT(done, of);
+        EXPECT_EQ(of, steps);
         EXPECT_EQ(run.out.find('$', line + 3), std::string::npos) << run.out;
         EXPECT_EQ(run.read("run_ds.txt"), "old");
         for (const fs::directory_entry &file : fs::directory_iterator(run.path(""))) {
