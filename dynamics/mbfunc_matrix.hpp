@@ -7,6 +7,7 @@
 
 #include "dynamics/work_cal_int.hpp"
 
+#include <cmath>
 #include <span>
 
 namespace orvel {
@@ -29,6 +30,30 @@ void construct_ug_mat_slct(double voltage, const complex *const *V, WorkCalInt &
 // Asks the potential whether one of the exact beams couples to no other, or no other to it, with
 // room for the surface factors.
 bool may_trade_places(double voltage, const complex *const *V, std::span<const int> exact);
+
+// |re| + |im|
+inline double element_size(complex z) {
+    return std::fabs(z.re) + std::fabs(z.im);
+}
+
+// True where eigmat_func 0 may scale a row and a column of a matrix of order n, whose elements have
+// the sizes size(i, j): it balances by powers of 16 as well, which are not undone either, where
+// the sums of a row and of its column, without the diagonal, differ by so much. Asks with room.
+template <class Size> bool may_be_scaled(int n, Size size) {
+    constexpr double most = 12.0;
+    for (int i = 0; i < n; ++i) {
+        double row = 0.0;
+        double column = 0.0;
+        for (int j = 0; j < n; ++j) {
+            row += j != i ? size(i, j) : 0.0;
+            column += j != i ? size(j, i) : 0.0;
+        }
+        if (row > most * column || column > most * row) {
+            return true;
+        }
+    }
+    return false;
+}
 
 // Codes of the beam search up to 9 fold by the generalized form, from 10 on by the simple one.
 void fold_bethe_beams(int flag_bs, int n_exact, int n_bethe, const complex *const *A,

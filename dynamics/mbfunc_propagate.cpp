@@ -1,16 +1,42 @@
 #include "dynamics/mbfunc_propagate.hpp"
 
 #include "app/mb_debug.hpp"
+#include "app/run_settings.hpp"
 #include "dynamics/mbfunc_matrix.hpp"
 
 #include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
 namespace orvel {
 
 namespace {
+
+// Whether the eigen-solver may scale the matrix of a selected tilt without Bethe beams. Where the
+// excess of no beam passes what keeps a beam from being moved, none can be scaled.
+bool may_scale_tilt(const TiltProblem &problem, const WorkCalInt &tilt, double U_per_V,
+                    const PropagationWork &work) {
+    if (epsilon.eigmat_func != 0) {
+        return false;
+    }
+    double excess = 0.0;
+    double least_beta = std::numeric_limits<double>::infinity();
+    for (int j = 0; j < tilt.n_exact; ++j) {
+        const int g = tilt.index_list[j];
+        excess = std::max(excess, work.excess[static_cast<std::size_t>(g)]);
+        least_beta = std::min(least_beta, tilt.beta[g]);
+    }
+    if (excess * U_per_V <= PropagationWork::lopsided * epsilon.eigen_eps * least_beta) {
+        return false;
+    }
+    return may_be_scaled(tilt.n_exact, [&](int i, int j) {
+        const int g = tilt.index_list[i];
+        const int h = tilt.index_list[j];
+        return element_size(problem.V[g][h]) / std::sqrt(tilt.beta[g] * tilt.beta[h]);
+    });
+}
 
 // Keeps the selected tilt for the block, if its geometry can be propagated.
 void keep_tilt(int i, const WorkCalInt &tilt, double K, PropagationWork &work) {
@@ -294,7 +320,7 @@ void propagate_tilts(const TiltProblem &problem, std::span<const RealHkl> K_t, W
         }
         if (tilt.n_bethe > 0) {
             work.served[i] = propagate_folded(problem, tilt, work, tables[i]) ? 1 : 0;
-        } else {
+        } else if (!may_scale_tilt(problem, tilt, units.U_per_V, work)) {
             keep_tilt(static_cast<int>(i), tilt, units.K, work);
         }
     }

@@ -23,7 +23,8 @@ namespace orvel {
 //
 // work.served[i] is 0, and table i is left as it is, where incidence i has to take the eigen road:
 // its matrix is not finite, its spectrum too long for the thickness, absorption (or its opposite)
-// would cost digits, or the eigen road may give a beam the place of another (may_trade_places).
+// would cost digits, or the eigen road may give a beam the place of another (may_trade_places) or
+// another scale (may_be_scaled).
 // Amplitudes are accurate to about 1e-12 and do not depend, to the last bit, on the other
 // incidences of the block.
 void propagate_tilts(const TiltProblem &problem, std::span<const RealHkl> K_t, WorkCalInt &tilt,

@@ -1,4 +1,5 @@
 #include "app/mb_debug.hpp"
+#include "app/run_settings.hpp"
 #include "dynamics/mbfunc_matrix.hpp"
 #include "dynamics/mbfunc_propagate.hpp"
 #include "numeric/cmatutil.hpp"
@@ -122,6 +123,10 @@ bool propagate_folded(const TiltProblem &problem, WorkCalInt &tilt, PropagationW
     dbg_mon("$$ Bethe Approx.\n");
     fold_bethe_beams(sd.beam_search.flag_bs, n, tilt.n_bethe, tilt.A.get(), tilt.B.get(), tilt);
     if (!c_matfinite(n, tilt.B.get())) {
+        return false;
+    }
+    if (epsilon.eigmat_func == 0 &&
+        may_be_scaled(n, [&](int i, int j) { return element_size(tilt.B[i][j]); })) {
         return false;
     }
     pack_folded(n, tilt.B.get(), work.step.packed);

@@ -1,5 +1,6 @@
 #include "dynamics/work_propagate.hpp"
 
+#include "app/run_settings.hpp"
 #include "dynamics/mbfunc_matrix.hpp"
 
 #include <algorithm>
@@ -87,11 +88,32 @@ double middle_absorption(const TiltProblem &problem) {
     return std::isfinite(quotient) ? 0.5 * U_per_V * quotient : 0.0;
 }
 
+// PropagationWork::excess
+Vector<double> coupling_excess(const TiltProblem &problem) {
+    const int n = problem.sd.beams.size();
+    Vector<double> excess(n);
+    if (epsilon.eigmat_func != 0) {
+        return excess;
+    }
+    for (int g = 0; g < n; ++g) {
+        double from = 0.0;
+        double to = 0.0;
+        for (int h = 0; h < n; ++h) {
+            const double a = element_size(problem.V[g][h]);
+            const double b = element_size(problem.V[h][g]);
+            from += std::max(0.0, a - PropagationWork::lopsided * b);
+            to += std::max(0.0, b - PropagationWork::lopsided * a);
+        }
+        excess[static_cast<std::size_t>(g)] = std::max(from, to);
+    }
+    return excess;
+}
+
 } // namespace
 
 PropagationWork::PropagationWork(const TiltProblem &problem, int width)
-    : absorption(middle_absorption(problem)), two_K_s(width, problem.sd.beams.size()),
-      beta(width, problem.sd.beams.size()),
+    : absorption(middle_absorption(problem)), excess(coupling_excess(problem)),
+      two_K_s(width, problem.sd.beams.size()), beta(width, problem.sd.beams.size()),
       squares(count_of(count_squares(problem.sd.beams.size()))) {
     const int n_max = problem.sd.beams.size();
     const auto n_out = static_cast<int>(problem.sd.reflections.size());
@@ -125,7 +147,7 @@ double propagation_bytes(const Sd &sd, int width) {
     const double per_tilt = sizeof(PropagatedTilt) + 2.0 * sizeof(double) * n_max;
     const double lists = sizeof(int) * (1.0 * n_max + 2.0 * n_out);
     return width * per_tilt + lists +
-           sizeof(double) * (count_reals(n_max) + count_squares(n_max) +
+           sizeof(double) * (n_max + count_reals(n_max) + count_squares(n_max) +
                              count_coefficients(n_max, n_thick) + count_sums(n_out, n_thick));
 }
 

@@ -29,8 +29,14 @@ struct PropagationWork {
 
     std::vector<char> served; // [tilt] of the last block: whether its table is filled
 
+    // Of the problem.
+    double absorption = 0.0; // middle of the absorption of all states, 1/A^2
+    // [global beam] by how much its couplings to others pass `lopsided` times those of the others
+    // to it, or the other way round, in volts; 0 for all where the eigen-solver scales nothing.
+    Vector<double> excess;
+    static constexpr double lopsided = 8.0;
+
     // Scratch.
-    double absorption = 0.0;           // middle of the absorption of all states, 1/A^2
     std::vector<PropagatedTilt> tilts; // those that go side by side
     Matrix<double> two_K_s;            // [tilt][global beam] 1/A^2
     Matrix<double> beta;               // [tilt][global beam], 0 for one that is not exact

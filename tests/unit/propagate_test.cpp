@@ -257,6 +257,12 @@ struct HandBack {
     void (*spoil)(Problem &);
     int served; // of three tilts
 };
+void weaken_couplings_to(Problem &p, int beam) {
+    for (int i = 0; i < 21; ++i) {
+        complex &v = p.potential.V[beam][i];
+        v = i == beam ? v : complex{v.re / 40.0, v.im / 40.0};
+    }
+}
 const HandBack hand_backs[] = {
     {"potential not finite", 0, [](Problem &p) { p.potential.V[3][5].re = nan; }, 0},
     {"mean potential not finite", 0, [](Problem &p) { p.potential.V[0][0].im = INFINITY; }, 0},
@@ -285,6 +291,13 @@ const HandBack hand_backs[] = {
          }
      },
      0},
+    {"a beam that the eigen-solver scales", 0, [](Problem &p) { weaken_couplings_to(p, 4); }, 0},
+    {"folded, a beam that it scales", 6, [](Problem &p) { weaken_couplings_to(p, 4); }, 0},
+    {"one weak coupling", 0,
+     [](Problem &p) {
+         p.potential.V[4][3] = {1e-3, 0.0};
+     },
+     3},
     {"nothing", 6, [](Problem &) {}, 3}};
 
 TEST(Propagate, HandsBackWhatItCannotServe) {
