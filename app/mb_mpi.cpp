@@ -44,13 +44,27 @@ void remove_temporaries() {
     temporaries().clear();
 }
 
-// The name that a chain of links leads to, whether there is such a file or not.
+// The name that a chain of links leads to, whether there is such a file or not; empty where the
+// system does not tell.
 std::filesystem::path follow_links(std::filesystem::path path) {
+    constexpr int most_links = 40;
     std::error_code failed;
-    for (int links = 0; links < 40 && std::filesystem::is_symlink(path, failed); ++links) {
-        path = path.parent_path() / std::filesystem::read_symlink(path, failed);
+    for (int links = 0; links < most_links; ++links) {
+        const std::filesystem::file_type type =
+            std::filesystem::symlink_status(path, failed).type();
+        if (type == std::filesystem::file_type::none) {
+            return {};
+        }
+        if (type != std::filesystem::file_type::symlink) {
+            return path;
+        }
+        const std::filesystem::path next = std::filesystem::read_symlink(path, failed);
+        if (failed) {
+            return {};
+        }
+        path = path.parent_path() / next;
     }
-    return path;
+    return {};
 }
 
 // The name, cut at its front where it would be too long for a file.
@@ -70,19 +84,19 @@ bool is_writable(const std::filesystem::path &path) {
     return true;
 }
 
-OutputFile open_beside(const std::string &path, const std::filesystem::path &target, bool exists) {
-    const std::filesystem::path temporary = name_beside(target);
-    std::FILE *stream =
-        exists && !is_writable(target) ? nullptr : std::fopen(temporary.c_str(), "w");
-    if (stream == nullptr) {
+OutputFile open_beside(const std::string &path, const std::filesystem::path &target,
+                       const std::filesystem::file_status &status) {
+    const bool exists = std::filesystem::exists(status);
+    if (exists && !is_writable(target)) {
         return {};
     }
-    if (exists) {
+    const std::filesystem::path temporary = name_beside(target);
+    OutputFile file(path, target.string(), temporary.string());
+    if (file != nullptr && exists) {
         std::error_code ignored;
-        std::filesystem::permissions(temporary, std::filesystem::status(target).permissions(),
-                                     ignored);
+        std::filesystem::permissions(temporary, status.permissions(), ignored);
     }
-    return {stream, path, temporary.string()};
+    return file;
 }
 
 [[noreturn]] void exit_with_message(std::FILE *stream, const char *prefix, const char *format,
@@ -123,11 +137,17 @@ void end_run(int status) {
     std::abort(); // an ending that returns is a programmer's error
 }
 
-OutputFile::OutputFile(std::FILE *stream, std::string path, std::string temporary)
-    : stream_(stream), path_(std::move(path)), temporary_(std::move(temporary)) {
-    if (!temporary_.empty()) {
-        const std::lock_guard lock(ending_mutex);
-        temporaries().push_back(temporary_);
+OutputFile::OutputFile(std::string path, std::string target, std::string temporary)
+    : path_(std::move(path)), target_(std::move(target)), temporary_(std::move(temporary)) {
+    if (temporary_.empty()) {
+        stream_ = std::fopen(target_.c_str(), "w");
+        return;
+    }
+    const std::lock_guard lock(ending_mutex);
+    temporaries().push_back(temporary_);
+    stream_ = std::fopen(temporary_.c_str(), "w");
+    if (stream_ == nullptr) {
+        std::erase(temporaries(), temporary_);
     }
 }
 
@@ -140,11 +160,12 @@ OutputFile::~OutputFile() {
 
 OutputFile::OutputFile(OutputFile &&other) noexcept
     : stream_(std::exchange(other.stream_, nullptr)), path_(std::move(other.path_)),
-      temporary_(std::move(other.temporary_)) {}
+      target_(std::move(other.target_)), temporary_(std::move(other.temporary_)) {}
 
 OutputFile &OutputFile::operator=(OutputFile &&other) noexcept {
     std::swap(stream_, other.stream_);
     std::swap(path_, other.path_);
+    std::swap(target_, other.target_);
     std::swap(temporary_, other.temporary_);
     return *this;
 }
@@ -166,7 +187,7 @@ bool OutputFile::finish() {
         return true;
     }
     const std::lock_guard lock(ending_mutex);
-    const bool in_place = std::rename(temporary_.c_str(), follow_links(path_).c_str()) == 0;
+    const bool in_place = std::rename(temporary_.c_str(), target_.c_str()) == 0;
     if (in_place) {
         std::erase(temporaries(), temporary_);
     }
@@ -214,20 +235,32 @@ void protect_input(const std::string &path) {
 
 OutputFile open_output(const std::string &path, Writing writing) {
     if (ranks().rank() != 0) {
-        return {std::fopen("/dev/null", "w"), path, {}};
+        return {path, "/dev/null", {}};
     }
     const std::filesystem::path target = follow_links(path);
-    std::error_code ignored;
-    if (std::filesystem::equivalent(target, protected_input(), ignored)) {
+    if (target.empty()) {
+        return {};
+    }
+    std::error_code failed;
+    if (std::filesystem::equivalent(target, protected_input(), failed)) {
         input_exit("$$ %s is the parameter file of this run. Abort.", path.c_str());
     }
-    const std::filesystem::file_type type = std::filesystem::status(target, ignored).type();
-    const bool exists = type == std::filesystem::file_type::regular;
-    // A name that is too long, say, has no type, and fails to open below.
-    if (writing == Writing::beside && (exists || type == std::filesystem::file_type::not_found)) {
-        return open_beside(path, target, exists);
+    if (failed && failed != std::errc::no_such_file_or_directory) {
+        return {};
     }
-    return {std::fopen(path.c_str(), "w"), path, {}};
+    const std::filesystem::file_status status = std::filesystem::status(target, failed);
+    switch (status.type()) {
+    case std::filesystem::file_type::none: // a name that is too long, say
+        return {};
+    case std::filesystem::file_type::regular:
+    case std::filesystem::file_type::not_found:
+        if (writing == Writing::beside) {
+            return open_beside(path, target, status);
+        }
+        [[fallthrough]];
+    default:
+        return {path, target.string(), {}};
+    }
 }
 
 OutputFile mb_fopen_chk_wmode(const std::string &path, Writing writing) {

@@ -22,15 +22,16 @@ RunEnding set_run_ending(RunEnding ending);
 // own ending the first one is the only one.
 [[noreturn]] void end_run(int status);
 
-// An output file and the name it was opened by, which a failing close has to tell. A result is
+// An output file and the name it was asked for by, which a failing close has to tell. A result is
 // written beside its place, under the name `temporary`, and put there by mb_fclose, so that a name
 // of a result never stands for half of one. Move-only; the destructor closes without a check and
 // is only reached open when the run ends early: then it removes the temporary.
 class OutputFile {
 public:
     OutputFile() = default;
-    // An empty temporary: written in place.
-    OutputFile(std::FILE *stream, std::string path, std::string temporary);
+    // Opens the temporary, which shall take the place of target, or target itself where there is
+    // none. path: what the user calls the file.
+    OutputFile(std::string path, std::string target, std::string temporary);
     ~OutputFile();
     OutputFile(OutputFile &&other) noexcept;
     OutputFile &operator=(OutputFile &&other) noexcept;
@@ -48,6 +49,7 @@ private:
 
     std::FILE *stream_ = nullptr;
     std::string path_;
+    std::string target_;
     std::string temporary_;
 };
 
@@ -73,8 +75,8 @@ void protect_input(const std::string &path);
 
 // Opens a file for writing, truncating it; a link leads to its target. The stream is null on
 // failure, also where a file of an earlier run may not be written to. A name that leads to the file
-// of protect_input ends the run: "$$ %s is the parameter file of this run. Abort.\n", status 1. In a
-// rank other than 0 what is written goes nowhere.
+// of protect_input ends the run: "$$ %s is the parameter file of this run. Abort.\n", status 1. In
+// a rank other than 0 what is written goes nowhere.
 OutputFile open_output(const std::string &path, Writing writing);
 
 // Opens a file for writing. On failure: "$$ Cannot open %s. Abort.\n" on standard error, exit

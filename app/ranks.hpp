@@ -28,8 +28,8 @@ public:
     // Every rank, when its assignment is done: rank 0 writes to standard output what the others
     // have written there since they were assigned something.
     virtual void pass_on_words() {}
-    // A rank that cannot go on, from any thread: why. The first ones count; empty ones stand for the
-    // last line that was written.
+    // A rank that cannot go on, from any thread: why. The first ones count; empty ones stand for
+    // the last line that was written.
     virtual void note_last_words(const std::string &) {}
     // Another rank to rank 0. Returns before it has arrived, unless many are still on their way.
     virtual void send(std::vector<double> &&) {}

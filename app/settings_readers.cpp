@@ -119,7 +119,8 @@ std::string ini_values() {
 void read_ini_file() {
     dbg = DebugFlags{};
     std::error_code ignored;
-    if (!std::filesystem::exists(ini_name, ignored)) {
+    if (std::filesystem::status(ini_name, ignored).type() ==
+        std::filesystem::file_type::not_found) {
         mb_fprintf(stdout, "Cannot find orvel.ini file.  No options.\n");
         return;
     }

@@ -3,6 +3,7 @@
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
 
+#include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -85,6 +86,10 @@ char *fgets_lf(int limit, char *buf, std::FILE *stream) {
             }
         }
         if (c == EOF) {
+            if (std::ferror(stream) != 0) {
+                input_exit("$$ A file could not be read to its end: %s. Abort.",
+                           std::strerror(errno));
+            }
             break;
         }
         if (c == '\0') {

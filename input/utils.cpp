@@ -9,12 +9,6 @@ namespace orvel {
 
 namespace {
 
-// Read once, at start-up; empty when the variable is not set.
-const std::string data_folder = [] {
-    const char *folder = std::getenv("ORVEL_DATA");
-    return std::string(folder != nullptr ? folder : "");
-}();
-
 // Null also for what opens but cannot be read, as a directory does.
 std::FILE *open_readable(const std::string &path) {
     std::FILE *stream = std::fopen(path.c_str(), "r");
@@ -63,10 +57,11 @@ OutputFile fopen_chk_wmode(const std::string &path) {
 }
 
 std::string data_file(const std::string &name) {
-    if (is_readable(name) || data_folder.empty()) {
+    const char *folder = std::getenv("ORVEL_DATA");
+    if (is_readable(name) || folder == nullptr || *folder == '\0') {
         return name;
     }
-    const std::string elsewhere = data_folder + "/" + name;
+    const std::string elsewhere = std::string(folder) + "/" + name;
     return is_readable(elsewhere) ? elsewhere : name;
 }
 

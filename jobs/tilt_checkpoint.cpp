@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <filesystem>
 
 namespace orvel {
@@ -70,7 +71,7 @@ void take_over(const std::string &path, const Header &header, std::vector<double
                const TiltCheckpoint::Take &take) {
     std::error_code failed;
     const std::filesystem::file_status status = std::filesystem::status(path, failed);
-    if (!std::filesystem::exists(status)) {
+    if (status.type() == std::filesystem::file_type::not_found) {
         return;
     }
     if (!std::filesystem::is_regular_file(status)) {
@@ -84,6 +85,9 @@ void take_over(const std::string &path, const Header &header, std::vector<double
     const bool whole = chk_header(stream, path, header);
     const std::uintmax_t end =
         whole ? read_tilts(stream, static_cast<int>(header.num_tilts), record, take) : 0;
+    if (std::ferror(stream) != 0) {
+        input_exit("$$ Cannot read the checkpoint %s. Abort.", path.c_str());
+    }
     std::filesystem::resize_file(path, end, failed);
     if (failed) {
         input_exit("$$ Cannot write the checkpoint %s. Abort.", path.c_str());
@@ -151,7 +155,9 @@ void TiltCheckpoint::add(int tilt, int kept, std::span<const double> values, dou
 void TiltCheckpoint::remove() {
     if (!path_.empty()) {
         stream_.reset();
-        std::remove(path_.c_str());
+        if (std::remove(path_.c_str()) != 0 && errno != ENOENT) {
+            mb_fprintf(stdout, "$$ Warning: cannot remove the checkpoint %s.\n", path_.c_str());
+        }
     }
 }
 

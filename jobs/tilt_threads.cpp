@@ -62,9 +62,9 @@ void side_by_side(int threads, const std::function<void(int, const std::atomic<b
     std::atomic<bool> stop = false;
     std::mutex first_mutex;
     std::exception_ptr first;
-    const auto guarded = [&](int slot) {
+    const auto guarded = [&](auto part) {
         try {
-            body(slot, stop);
+            part();
         } catch (...) {
             const std::lock_guard<std::mutex> lock(first_mutex);
             if (!stop.exchange(true)) {
@@ -74,16 +74,21 @@ void side_by_side(int threads, const std::function<void(int, const std::atomic<b
     };
     const RunEnding ending = set_run_ending([](int status) { throw ThreadEnding{status}; });
     std::vector<std::thread> others;
-    others.reserve(static_cast<std::size_t>(threads));
-    try {
-        for (int slot = 1; slot < threads; ++slot) {
-            others.emplace_back(guarded, slot);
+    const auto start_others = [&] {
+        others.reserve(static_cast<std::size_t>(threads));
+        try {
+            for (int slot = 1; slot < threads; ++slot) {
+                others.emplace_back([&, slot] { guarded([&] { body(slot, stop); }); });
+            }
+        } catch (const std::system_error &) {
+            mb_fprintf(stdout, "$$ num_threads: the system gives %zu threads only.\n",
+                       others.size() + 1);
         }
-    } catch (const std::system_error &) {
-        mb_fprintf(stdout, "$$ num_threads: the system gives %zu threads only.\n",
-                   others.size() + 1);
-    }
-    guarded(0);
+    };
+    guarded([&] {
+        start_others();
+        body(0, stop);
+    });
     for (std::thread &thread : others) {
         thread.join();
     }

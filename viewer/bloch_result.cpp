@@ -119,7 +119,8 @@ BlochState read_state(const std::string &path, const BlochCommand::State &named,
 // "1: 0.2 0.001 0.5" a line.
 std::vector<BranchRecord> read_branches(const std::string &path) {
     std::vector<BranchRecord> branches;
-    if (!std::filesystem::exists(path)) {
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) {
         return branches;
     }
     TextFile file = read_text_file(path);

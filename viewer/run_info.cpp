@@ -96,11 +96,16 @@ std::optional<RunInfo> read_parameter_file(const std::string &path) {
     return std::nullopt;
 }
 
+bool is_file(const fs::path &path) {
+    std::error_code ignored;
+    return fs::is_regular_file(path, ignored);
+}
+
 } // namespace
 
 std::optional<RunInfo> read_run_info(const std::string &script_path) {
     const std::string log_path = beside(script_path, base_name_of(script_path) + "_log.txt");
-    if (!fs::is_regular_file(log_path)) {
+    if (!is_file(log_path)) {
         return std::nullopt;
     }
     TextFile log = read_text_file(log_path);
@@ -112,8 +117,7 @@ std::optional<RunInfo> read_run_info(const std::string &script_path) {
         }
         const fs::path name = fs::path(std::string(line.substr(key.size()))).filename();
         const fs::path path = fs::path(script_path).parent_path() / name;
-        return !name.empty() && fs::is_regular_file(path) ? read_parameter_file(path.string())
-                                                          : std::nullopt;
+        return !name.empty() && is_file(path) ? read_parameter_file(path.string()) : std::nullopt;
     }
     return std::nullopt;
 }

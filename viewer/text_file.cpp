@@ -53,7 +53,7 @@ TextFile read_text_file(const std::string &path) {
                                                                   std::fclose);
     TextFile file;
     file.path = path;
-    char block[1 << 16];
+    char block[4096];
     bool readable = stream != nullptr;
     while (readable) {
         const std::size_t n = std::fread(block, 1, sizeof block, stream.get());
