@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -84,6 +85,10 @@ bool is_writable(const std::filesystem::path &path) {
     return true;
 }
 
+[[noreturn]] void end_at_parameter_file(const std::string &path) {
+    input_exit("$$ %s is the parameter file of this run. Abort.", path.c_str());
+}
+
 OutputFile open_beside(const std::string &path, const std::filesystem::path &target,
                        const std::filesystem::file_status &status) {
     const bool exists = std::filesystem::exists(status);
@@ -91,9 +96,12 @@ OutputFile open_beside(const std::string &path, const std::filesystem::path &tar
         return {};
     }
     const std::filesystem::path temporary = name_beside(target);
+    std::error_code ignored;
+    if (std::filesystem::equivalent(temporary, protected_input(), ignored)) {
+        end_at_parameter_file(temporary);
+    }
     OutputFile file(path, target.string(), temporary.string());
     if (file != nullptr && exists) {
-        std::error_code ignored;
         std::filesystem::permissions(temporary, status.permissions(), ignored);
     }
     return file;
@@ -121,7 +129,7 @@ RunEnding set_run_ending(RunEnding ending) {
 void end_run(int status) {
     const std::lock_guard lock(ending_mutex);
     remove_temporaries();
-    if (std::fflush(stdout) != 0) {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         std::fputs("$$ Cannot write standard output. Abort.\n", stderr);
         status = 1;
     }
@@ -145,7 +153,9 @@ OutputFile::OutputFile(std::string path, std::string target, std::string tempora
     }
     const std::lock_guard lock(ending_mutex);
     temporaries().push_back(temporary_);
-    stream_ = std::fopen(temporary_.c_str(), "w");
+    // What stands there, of a run that was killed or a link to elsewhere, is not written into.
+    unlink(temporary_.c_str());
+    stream_ = std::fopen(temporary_.c_str(), "wx");
     if (stream_ == nullptr) {
         std::erase(temporaries(), temporary_);
     }
@@ -243,7 +253,7 @@ OutputFile open_output(const std::string &path, Writing writing) {
     }
     std::error_code failed;
     if (std::filesystem::equivalent(target, protected_input(), failed)) {
-        input_exit("$$ %s is the parameter file of this run. Abort.", path.c_str());
+        end_at_parameter_file(path);
     }
     if (failed && failed != std::errc::no_such_file_or_directory) {
         return {};

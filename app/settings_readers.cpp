@@ -96,6 +96,9 @@ bool set_by_key(const Key<Record> (&keys)[N], const char *line, Record &record) 
         if (std::strstr(line, key.name) == nullptr) {
             continue;
         }
+        if (!has_second(line)) {
+            input_exit("$$ %s is given no value. Abort.", key.name);
+        }
         if (key.real != nullptr) {
             record.*key.real = chk_finite(second_double(line), key.name);
         } else {

@@ -44,8 +44,7 @@ void settle_surroundings() {
 
 void chk_standard_output() {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        mb_fprintf(stderr, "$$ Cannot write standard output. Abort.\n");
-        end_run(1);
+        end_run(1); // which tells so
     }
 }
 

@@ -10,8 +10,6 @@ namespace {
 
 // Translations that differ by more, in cell edges, would show in the value of a reflection.
 constexpr double translation_eps = 1e-12;
-// Relative difference of two products of reciprocal base vectors.
-constexpr double metric_eps = 1e-12;
 
 constexpr std::array<Hkl, 3> axes = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
 
@@ -54,7 +52,7 @@ bool maps_onto_itself(const SymOp &op, const std::vector<SymOp> &ops) {
 
 } // namespace
 
-bool keeps_lengths(const SymOp &op, const Metric &metric) {
+bool keeps_lengths(const SymOp &op, const Metric &metric, double tolerance) {
     for (const Hkl &a : axes) {
         for (const Hkl &b : axes) {
             const double before = inner_product(hkl2rhkl(a), hkl2rhkl(b), metric);
@@ -62,7 +60,7 @@ bool keeps_lengths(const SymOp &op, const Metric &metric) {
                 inner_product(hkl2rhkl(gen_reflex(a, op)), hkl2rhkl(gen_reflex(b, op)), metric);
             const double scale =
                 std::sqrt(sq_abs(hkl2rhkl(a), metric) * sq_abs(hkl2rhkl(b), metric));
-            if (!(std::fabs(after - before) <= metric_eps * scale)) {
+            if (!(std::fabs(after - before) <= tolerance * scale)) {
                 return false;
             }
         }

@@ -7,9 +7,12 @@
 
 namespace orvel {
 
-// True when the rotation leaves all products of reciprocal base vectors as they are, to 1e-12: a
-// cell need not have the symmetry of its space group.
-bool keeps_lengths(const SymOp &op, const Metric &metric);
+// Largest relative change of a product of reciprocal base vectors that is one of rounding alone.
+inline constexpr double metric_eps = 1e-12;
+
+// True when the rotation leaves all products of reciprocal base vectors as they are: a cell need
+// not have the symmetry of its space group.
+bool keeps_lengths(const SymOp &op, const Metric &metric, double tolerance = metric_eps);
 
 // The operations of a crystal by which structure factors of equivalents follow from one another to
 // rounding: F(h R) = F(h) exp(+2 pi i h.t). That holds for an operation (R, t) which maps the set

@@ -125,22 +125,26 @@ StructureFactorTable low_order_table(const Csd &csd, double voltage) {
     return known;
 }
 
-complex calc_Fg_ela(const Hkl &g, const Csd &csd, double voltage) {
+StructureFactor calc_Fg_ela(const Hkl &g, const Csd &csd, double voltage) {
     const double sq_s = squared_s(g, csd.metric);
     SiteFactors f(csd.sites.size());
+    StructureFactor result;
     for (std::size_t i = 0; i < csd.sites.size(); ++i) {
         const AtomSite &site = csd.sites[i];
         if (site.af == 0) {
             f.elastic[i] = atomsf_xdt(sq_s, csd.xray[i]);
         } else if (site.af == 1 || site.af == 2) {
             ScatteringFactors bk;
-            atom_bk(csd.bk[i], std::sqrt(sq_s), site.B, bk, voltage);
+            if (atom_bk(csd.bk[i], std::sqrt(sq_s), site.B, bk, voltage) != 0) {
+                result.status = 1;
+            }
             f.elastic[i] = bk.f;
         } else {
             end_invalid_af();
         }
     }
-    return core_sum(g, sq_s, csd, f);
+    result.F = core_sum(g, sq_s, csd, f);
+    return result;
 }
 
 complex calc_Fg_inela(const Hkl &g, const Csd &csd, double voltage) {

@@ -75,7 +75,7 @@ StructureFactor structure_factor_ext_tbl(const Hkl &g, const Csd &csd, double vo
 StructureFactorTable low_order_table(const Csd &csd, double voltage);
 
 // Elastic part alone. Here, unlike elsewhere, a factor code of 2 counts as 1.
-complex calc_Fg_ela(const Hkl &g, const Csd &csd, double voltage);
+StructureFactor calc_Fg_ela(const Hkl &g, const Csd &csd, double voltage);
 // Absorptive part alone: i times a real sum, up to the phase factors.
 complex calc_Fg_inela(const Hkl &g, const Csd &csd, double voltage);
 // Structure factor of the nuclear charges (numbers, not A).

@@ -76,8 +76,11 @@ PotentialAndDensity vgv_fxgv_csd(const BeamList &beams, Csd &csd, double voltage
     StructureFactorTable known = start_builder(csd, voltage);
     SharedFactors elastic;
     SharedFactors nuclear;
+    int outside = 0;
     const auto elastic_of = [&](const Hkl &g) {
-        return StructureFactor{calc_Fg_ela(g, csd, voltage)};
+        const StructureFactor f = calc_Fg_ela(g, csd, voltage);
+        outside += f.status;
+        return f;
     };
     const auto nuclear_of = [&](const Hkl &g) { return StructureFactor{calc_z_factor(g, csd)}; };
     const int n = beams.size();
@@ -100,6 +103,12 @@ PotentialAndDensity vgv_fxgv_csd(const BeamList &beams, Csd &csd, double voltage
         result.F_x[i] = c_sub(nuclear.value(g, csd, nuclear_of).F, {factor * F.re, factor * F.im});
     }
     mb_fprintf(stderr, "100%%.\n");
+    if (outside > 0) {
+        mb_fprintf(stdout,
+                   "$$ Warning: %d reflections, with their equivalents, lie outside of the tables "
+                   "of scattering factors (voltage, B or |g|/2), where these count as 0.\n",
+                   outside);
+    }
     return result;
 }
 

@@ -93,6 +93,7 @@ FoundBeams search_zones(const BeamSearch &search, const IncidentBeam &beam, cons
 
     FoundBeams found;
     found.exact.push_back({0, 0, 0});
+    int not_a_number = 0;
     const auto admits = [&](const Hkl &g) {
         const int n = laue_zone(zone, g);
         return search.lz_min <= n && n <= search.lz_max &&
@@ -104,6 +105,7 @@ FoundBeams search_zones(const BeamSearch &search, const IncidentBeam &beam, cons
         if (by_w || !(limits.xigmax >= no_xig_limit)) {
             const complex F = structure_factor_ext_tbl(g, csd, beam.acc_voltage, known).F;
             xig = fg_to_xig2(F, gamma, lambda, csd.metric);
+            not_a_number += std::isnan(xig) ? 1 : 0;
         }
         if (!(xig < limits.xigmax)) {
             return;
@@ -121,6 +123,11 @@ FoundBeams search_zones(const BeamSearch &search, const IncidentBeam &beam, cons
         }
     };
     go_through(search, csd, found, admits, visit);
+    if (not_a_number > 0) {
+        mb_fprintf(stdout,
+                   "\n$$ Warning: %d beams were left out whose extinction distance is no number.\n",
+                   not_a_number);
+    }
     sort_reflex(found.exact, csd.metric);
     sort_reflex(found.bethe, csd.metric);
     return found;

@@ -91,7 +91,7 @@ void reflex_dump_csd(const Sd &sd, const Csd &csd, const std::string &base_name,
         info.projection = proj_to_zolz(g, zone, sd.beam.base_g1, csd.metric);
         info.length = std::sqrt(sq_abs(hkl2rhkl(g), csd.metric));
         info.F = structure_factor_ext_tbl(g, csd, voltage, known).F;
-        info.elastic = calc_Fg_ela(g, csd, voltage);
+        info.elastic = calc_Fg_ela(g, csd, voltage).F;
         info.absorptive = calc_Fg_inela(g, csd, voltage);
         non_finite += all_finite(info) ? 0 : 1;
         print_rfinfo(file, i, g, i >= sd.beams.num_exact_beam, info);

@@ -182,6 +182,10 @@ double chk_finite(double value, const char *what) {
     return value;
 }
 
+bool has_second(const char *line) {
+    return tokens_of(line).size() > 1;
+}
+
 int second_int(const char *line) {
     return to_int(token_or_empty(tokens_of(line), 1));
 }

@@ -51,6 +51,7 @@ int truncate_to_int(double value);
 double chk_finite(double value, const char *what);
 
 // Second token of a line; 0 when there is none.
+bool has_second(const char *line);
 int second_int(const char *line);
 double second_double(const char *line);
 

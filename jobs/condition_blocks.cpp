@@ -7,6 +7,8 @@
 #include "input/mb_input_beams.hpp"
 #include "numeric/vecmat.hpp"
 
+#include <algorithm>
+#include <cmath>
 #include <numeric>
 
 namespace orvel {
@@ -28,6 +30,27 @@ void chk_grid(const TiltGrid &grid) {
     require_memory((sizeof(RealHkl) + sizeof(TiltPoint)) *
                        (grid.calc_type == 1 ? side : side * side),
                    "the tilt points");
+}
+
+// Tells what can be calculated, but hardly be meant.
+void warn_incidence(const IncidentBeam &beam, const BeamList &beams, const Metric &metric) {
+    constexpr double visible = 1e-3; // sine of the angle between a tilt axis and its plane, about
+    if (inner_product_uvw(beam.inc_uvw, beam.nor_uvw, metric) < 0.0) {
+        mb_fprintf(stdout, "$$ Warning: the surface normal points against the incident beam: "
+                           "what is absorbed grows.\n");
+    }
+    const double off = std::fabs(inner_product_uvw_hkl(beam.inc_uvw, beam.base_g1));
+    if (off > visible * abs_uvw(beam.inc_uvw, metric) * std::sqrt(sq_abs(beam.base_g1, metric))) {
+        mb_fprintf(stdout, "$$ Warning: the tilt axis H is not perpendicular to the incident "
+                           "beam.\n");
+    }
+    if (beams.size() > 0 && beams.hkl[0] != Hkl{0, 0, 0}) {
+        const Hkl &g = beams.hkl[0];
+        mb_fprintf(stdout,
+                   "$$ Warning: the beam list begins with %d %d %d, not with 0 0 0: this one is "
+                   "given the incident wave.\n",
+                   g.h, g.k, g.l);
+    }
 }
 
 } // namespace
@@ -62,6 +85,7 @@ void read_tilt_range(Sd &sd, const TiltRangeTexts &texts, std::FILE *stream) {
 void read_beam_search(Sd &sd, const Csd &csd, const std::string &base_name, std::FILE *stream) {
     chk_data("BEAM_SEARCH{", stream);
     fget_sd_beams(sd, csd, stream);
+    warn_incidence(sd.beam, sd.beams, csd.metric);
     // Before anything goes through the list for each of its reflections.
     const double n = sd.beams.size();
     require_memory(sizeof(complex) * n * n, "the potential matrix");
@@ -85,6 +109,10 @@ void read_output_thicknesses(Sd &sd, std::FILE *stream) {
     const int n = fget_count(stream, "thicknesses", sizeof(double));
     mb_fprintf(stdout, "num_thickness = %d\n", n);
     sd.thicknesses = fget_cal_thick(n, stream);
+    if (std::any_of(sd.thicknesses.begin(), sd.thicknesses.end(),
+                    [](double t) { return t < 0.0; })) {
+        mb_fprintf(stdout, "$$ Warning: a thickness is negative.\n");
+    }
     chk_data("}OUTPUT_THICKNESS", stream);
 }
 

@@ -7,6 +7,8 @@
 #include "jobs/tilt_loop.hpp"
 #include "jobs/tilt_threads.hpp"
 
+#include <cmath>
+
 namespace orvel {
 
 PotentialMatrix build_sim_potential(Csd &csd, const Sd &sd, std::FILE *log) {
@@ -39,10 +41,11 @@ TiltProblem prepare_tilts(Csd &csd, Sd &sd, const complex *const *V, std::FILE *
     }
     warn_single_point_line(sd.grid, log);
     warn_one_thread();
-    if (sd.grid.disksize == 0.0) {
+    if (!std::isfinite(sd.grid.num_cal_pix_side / sd.grid.disksize)) {
         mb_fprintf_stdo(log,
-                        "$$ Warning: disksize = 0: the positions of the reflections in "
-                        "RF_INDEX, which are scaled by its inverse, are not finite numbers.\n");
+                        "$$ Warning: disksize = %g: the positions of the reflections in "
+                        "RF_INDEX, which are scaled by its inverse, are not finite numbers.\n",
+                        sd.grid.disksize);
     }
     return tilt_problem(sd, csd, V);
 }

@@ -44,7 +44,7 @@ TEST(PublishedValues, ExtinctionDistances) {
         const Csd csd =
             read_crystal(at_rest(c.space_group, c.a, c.element,
                                  c.space_group == 227 ? "0.125\n0.125\n0.125\n" : "0\n0\n0\n"));
-        const double xi = fg_to_xig(calc_Fg_ela(c.g, csd, 100.0), 100.0, csd.metric);
+        const double xi = fg_to_xig(calc_Fg_ela(c.g, csd, 100.0).F, 100.0, csd.metric);
         std::printf("[ extinct. ] %s %d%d%d published %g A, orvel %.1f A (%+.1f %%)\n", c.element,
                     c.g.h, c.g.k, c.g.l, c.published, xi, 100 * (xi / c.published - 1));
         EXPECT_NEAR(xi, c.published, 0.08 * c.published) << c.element;
@@ -102,7 +102,7 @@ TEST(PublishedValues, SiliconFromPendelloesung) {
                           Case{{4, 0, 0}, 6.9958, 0.012}}) {
         const double s_sq = 0.25 * sq_abs(hkl2rhkl(c.g), csd.metric);
         const double f = 0.02393367 * (14.0 - c.f_x * std::exp(0.4613 * s_sq)) / s_sq;
-        const complex F = calc_Fg_ela(c.g, csd, 100.0);
+        const complex F = calc_Fg_ela(c.g, csd, 100.0).F;
         const double atoms = c.g.h == 1 ? 8.0 / std::sqrt(2.0) : 8.0;
         std::printf("[ Si       ] %d%d%d f %.4f A, measured %.4f A\n", c.g.h, c.g.k, c.g.l,
                     std::hypot(F.re, F.im) / atoms, f);

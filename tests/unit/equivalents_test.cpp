@@ -66,12 +66,12 @@ TEST(Equivalents, ShareOnlyWhatSymmetryGivesExactly) {
             V = vgv_reim_csd(beams, csd, 200.0);
             elastic = vgv_fxgv_csd(beams, csd, 200.0);
         });
-        const double V_000 = c_abs(fg_to_vg(calc_Fg_ela({0, 0, 0}, csd, 200.0), csd.metric));
+        const double V_000 = c_abs(fg_to_vg(calc_Fg_ela({0, 0, 0}, csd, 200.0).F, csd.metric));
         double worst = 0.0;
         for (std::size_t i = beams.hkl.size() - 300; i < beams.hkl.size(); ++i) {
             const Hkl &g = beams.hkl[i];
             const complex own = fg_to_vg(structure_factor_ext(g, csd, 200.0).F, csd.metric);
-            const complex own_elastic = fg_to_vg(calc_Fg_ela(g, csd, 200.0), csd.metric);
+            const complex own_elastic = fg_to_vg(calc_Fg_ela(g, csd, 200.0).F, csd.metric);
             worst =
                 std::max({worst, c_abs(c_sub(V[i], own)), c_abs(c_sub(elastic.V[i], own_elastic))});
         }

@@ -294,6 +294,20 @@ TEST(MapJobs, CountThePointsThatAreNotNumbers) {
     }
 }
 
+TEST(MapJobs, TellOfReflectionsBeyondTheTables) {
+    const std::string range = "2 2\n0 1\n0 1\n";
+    for (const bool beyond : {false, true}) { // s = 0.24 and 7.1, where the table ends at 6
+        const std::string beams = beyond ? "0\n2 0\n0 0 0\n60 0 0\n" : "0\n2 0\n0 0 0\n2 0 0\n";
+        const ProgramRun run = run_parameter_file(
+            run_text(density_proj, "", magnesia, block_proj(beams, range, "20\n")));
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(
+            contains(run.out, "$$ Warning: 1 reflections, with their equivalents, lie outside"),
+            beyond)
+            << run.out;
+    }
+}
+
 TEST(MapJobs, RefuseWhatTheyCannotUse) {
     const std::string one = "0\n1 0\n0 0 0\n";
     struct Case {

@@ -84,6 +84,8 @@ TEST(IniFile, TellsWhatItIgnoresAndWhatItMisses) {
         {"  -> INI_PARAM_END <-", -1, "Reading orvel.ini\n"},
         {"bc_chk_flag 2\n", 1,
          "Reading orvel.ini\n\n$$ No INI_PARAM_END command in orvel.ini. Abort.\n"},
+        {"bc_chk_flag\nINI_PARAM_END\n", 1,
+         "Reading orvel.ini\n$$ bc_chk_flag is given no value. Abort.\n"},
         {"", 1, "Reading orvel.ini\n\n$$ No INI_PARAM_END command in orvel.ini. Abort.\n"},
     };
     for (const auto &c : cases) {
@@ -91,9 +93,8 @@ TEST(IniFile, TellsWhatItIgnoresAndWhatItMisses) {
         EXPECT_EQ(o.status, c.status) << c.text;
         EXPECT_EQ(o.out, c.out) << c.text;
     }
-    read_ini("my_vg_sel_chk_flag=1 1\nbc_chk_flag\nINI_PARAM_END\n");
+    read_ini("my_vg_sel_chk_flag=1 1\nINI_PARAM_END\n");
     EXPECT_EQ(dbg.vg_sel_chk_flag, 1);
-    EXPECT_EQ(dbg.bc_chk_flag, 0);
     dbg = DebugFlags{};
 }
 

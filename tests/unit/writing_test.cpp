@@ -11,6 +11,7 @@
 #include <bit>
 #include <cmath>
 #include <random>
+#include <sys/stat.h>
 #include <thread>
 
 namespace orvel::test {
@@ -52,6 +53,21 @@ TEST(Writing, ReplacesWhatMayBeReplaced) {
     EXPECT_TRUE(fs::is_symlink("link") && fs::is_symlink("dangling"));
     EXPECT_EQ(fs::status("old").permissions(), fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(num_files(), 7U);
+}
+
+// What stands under the name of a temporary is not written into.
+TEST(Writing, TakesThePlaceOfATemporary) {
+    const WorkFolder folder;
+    write_file("other", "mine");
+    fs::create_symlink("other", "a.part");
+    fs::create_hard_link("other", "b.part");
+    ASSERT_EQ(mkfifo("c.part", 0600), 0);
+    for (const char *name : {"a", "b", "c"}) {
+        EXPECT_EQ(outcome_of([&] { write_result(name); }).status, -1) << name;
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(name)) && read_file(name) == "new");
+    }
+    EXPECT_EQ(read_file("other"), "mine");
+    EXPECT_EQ(num_files(), 4U);
 }
 
 TEST(Writing, SaysWhatItCannotWrite) {

@@ -1,0 +1,65 @@
+// One line on the console for what can be calculated, but hardly be meant.
+#include "support/conditions.hpp"
+#include "support/program.hpp"
+
+#include <gtest/gtest.h>
+
+namespace orvel::test {
+namespace {
+
+Conditions with(std::string Conditions::*part, const std::string &text) {
+    Conditions conditions;
+    conditions.grid = "2\n5\n0.5\n";
+    conditions.*part = text;
+    return conditions;
+}
+
+Conditions of_crystal(const std::string &lattice, const std::string &site) {
+    const CrystalText crystal = {"", lattice, "1\n" + site};
+    return with(&Conditions::crystal, crystal.block());
+}
+
+std::string cbed(const Conditions &conditions, const char *thicknesses = "1\n100\n") {
+    return conditions.cbed("0\n", thicknesses);
+}
+
+TEST(Warnings, TellWhatCanHardlyBeMeant) {
+    const std::string al = cubic(225, 4.0496);
+    const std::string over_full = "SITE{\nAl\n0\n0\n0\nISO\n0.5\n1.5\n1\n}SITE\n";
+    Conditions far = of_crystal(al, iso_site("Al", "1e308\n0\n0\n", 0.5));
+    far.beams = "2\n100 1.0 0 0\n0.05 0.1 10000\n";
+    const struct {
+        std::string run;
+        const char *says; // nullptr: no warning
+    } cases[] = {
+        {cbed(with(&Conditions::tilt, "0\n0\n")), nullptr},
+        {cbed(with(&Conditions::beams, "0\n2 0\n2 0 0\n0 0 0\n")),
+         "the beam list begins with 2 0 0, not with 0 0 0: this one is given the incident wave."},
+        {cbed(with(&Conditions::incidence, "0 0 1\n0 1 -1\n2 0 0\n")),
+         "the surface normal points against the incident beam: what is absorbed grows."},
+        {cbed(with(&Conditions::incidence, "0 0 1\n0 1 1\n2 0 1\n")),
+         "the tilt axis H is not perpendicular to the incident beam."},
+        {cbed(with(&Conditions::grid, "2\n5\n1e-310\n")),
+         "positions of the reflections in RF_INDEX"},
+        {cbed(with(&Conditions::tilt, "0\n0\n"), "2\n100\n-100\n"), "a thickness is negative."},
+        {cbed(of_crystal("225\n4\n4\n4.1\n90\n90\n90\n", iso_site("Al", "0\n0\n0\n", 0.5))),
+         "the cell lacks the symmetry of its space group: reflections of different length are "
+         "taken as equivalent."},
+        {cbed(of_crystal(al, over_full)), "the occupancy of atom 1 is 1.5."},
+        {cbed(of_crystal(al, iso_site("Al", "0\n0\n0\n", 9.5))),
+         "B of atom 1 is 9.5, beyond the table"},
+        {cbed(far), "beams were left out whose extinction distance is no number."},
+    };
+    for (const auto &c : cases) {
+        const ProgramRun run = run_parameter_file(c.run);
+        EXPECT_EQ(run.status, 0) << run.out;
+        const std::size_t at = run.out.find("$$ Warning: ");
+        ASSERT_EQ(at == std::string::npos, c.says == nullptr) << run.out;
+        if (c.says != nullptr) {
+            EXPECT_NE(run.out.find(c.says, at), std::string::npos) << c.says << run.out;
+        }
+    }
+}
+
+} // namespace
+} // namespace orvel::test
