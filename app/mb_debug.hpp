@@ -18,8 +18,9 @@ void dbg_dump_complexmat(int flag, const char *title, int n, const complex *cons
 // four blanks. The last step writes the marks up to 95%; exec_time_forecast(0) completes the line.
 void progress_indicator(int i, int n);
 
-// From now on SIGINT and SIGTERM, where they are not ignored, end the run when it next looks for
-// them, without half a file; a second one ends it at once.
+// From now on SIGINT, SIGTERM, SIGHUP and SIGXCPU (the soft limit of processor time), where they
+// are not ignored, end the run when it next looks for them, without half a file; a second one of a
+// kind ends it at once.
 void catch_interrupts();
 
 // Ends the run when an interrupt has come: "\n$$ Interrupted after %d of %d steps. Abort.\n", exit

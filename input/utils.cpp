@@ -25,15 +25,15 @@ std::FILE *open_readable(const std::string &path) {
     return stream;
 }
 
-// Tables are read more than once, which a pipe would answer by waiting for ever.
-bool is_readable(const std::string &path) {
+// Whether there is a table, be it one that cannot be read. Tables are read more than once, which a
+// pipe would answer by waiting for ever.
+bool is_there(const std::string &path) {
     std::error_code ignored;
     const std::filesystem::file_status status = std::filesystem::status(path, ignored);
     if (std::filesystem::is_other(status)) {
         input_exit("$$ %s is no regular file. Abort.", path.c_str());
     }
-    const InputFile file(open_readable(path));
-    return file != nullptr;
+    return status.type() != std::filesystem::file_type::not_found;
 }
 
 } // namespace
@@ -58,11 +58,11 @@ OutputFile fopen_chk_wmode(const std::string &path) {
 
 std::string data_file(const std::string &name) {
     const char *folder = std::getenv("ORVEL_DATA");
-    if (is_readable(name) || folder == nullptr || *folder == '\0') {
+    if (is_there(name) || folder == nullptr || *folder == '\0') {
         return name;
     }
     const std::string elsewhere = std::string(folder) + "/" + name;
-    return is_readable(elsewhere) ? elsewhere : name;
+    return is_there(elsewhere) ? elsewhere : name;
 }
 
 void str2lower(char *str) {

@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
+#include <unistd.h>
 
 namespace orvel {
 
@@ -155,6 +156,7 @@ void TiltCheckpoint::add(int tilt, int kept, std::span<const double> values, dou
 void TiltCheckpoint::remove() {
     if (!path_.empty()) {
         stream_.reset();
+        sync(); // the results are on their disk before what they could be made from goes
         if (std::remove(path_.c_str()) != 0 && errno != ENOENT) {
             mb_fprintf(stdout, "$$ Warning: cannot remove the checkpoint %s.\n", path_.c_str());
         }
