@@ -47,6 +47,10 @@ TEST(Elements, AreLinesWithoutComments) {
     const Outcome zero = outcome_of([] { elements_of({"a\n#\0b\n", 6}, 256); });
     EXPECT_EQ(zero.status, 1);
     EXPECT_EQ(zero.out, "$$ Found a zero byte in a file to be read: it is no text file. Abort.\n");
+    const InputFile folder(std::fopen(".", "r")); // opens, but cannot be read
+    char line[16];
+    EXPECT_EQ(outcome_of([&] { comment_skip_fgets(sizeof line, line, folder); }).out,
+              "$$ A file could not be read to its end: Is a directory. Abort.\n");
 }
 
 TEST(Tokens, AreCutAtBlanksCommasAndTabs) {

@@ -187,6 +187,8 @@ TEST(Kavun, VoltageOfTheRun) {
     EXPECT_FALSE(wavelength_of({}).has_value());
     std::filesystem::remove(folder.file("cbed_log.txt"));
     EXPECT_FALSE(wavelength_of({}).has_value());
+    std::filesystem::create_symlink("cbed_log.txt", folder.file("cbed_log.txt")); // a loop
+    EXPECT_FALSE(wavelength_of({}).has_value());
     expect_one_line(kavun_on({"--voltage", "-200", script.path}), "negative voltage");
 }
 
