@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -33,9 +34,35 @@ std::vector<std::string> &temporaries() {
     return names;
 }
 
-std::string &protected_input() {
-    static std::string name;
-    return name;
+// A file that was opened for reading, and which one it was.
+struct InputId {
+    std::string path;
+    dev_t device = 0;
+    ino_t inode = 0;
+
+    bool is(const struct stat &found) const {
+        return found.st_dev == device && found.st_ino == inode;
+    }
+};
+
+std::vector<InputId> &protected_inputs() {
+    static std::vector<InputId> inputs;
+    return inputs;
+}
+
+// Ends the run when the path leads to one of them, which still stands where it was.
+void chk_no_input(const std::string &path) {
+    struct stat found = {};
+    if (stat(path.c_str(), &found) != 0) {
+        return;
+    }
+    for (const InputId &input : protected_inputs()) {
+        struct stat now = {};
+        if (input.is(found) && stat(input.path.c_str(), &now) == 0 && input.is(now)) {
+            input_exit("$$ %s is %s, which this run reads. Abort.", path.c_str(),
+                       input.path.c_str());
+        }
+    }
 }
 
 void remove_temporaries() {
@@ -85,10 +112,6 @@ bool is_writable(const std::filesystem::path &path) {
     return true;
 }
 
-[[noreturn]] void end_at_parameter_file(const std::string &path) {
-    input_exit("$$ %s is the parameter file of this run. Abort.", path.c_str());
-}
-
 OutputFile open_beside(const std::string &path, const std::filesystem::path &target,
                        const std::filesystem::file_status &status) {
     const bool exists = std::filesystem::exists(status);
@@ -96,12 +119,10 @@ OutputFile open_beside(const std::string &path, const std::filesystem::path &tar
         return {};
     }
     const std::filesystem::path temporary = name_beside(target);
-    std::error_code ignored;
-    if (std::filesystem::equivalent(temporary, protected_input(), ignored)) {
-        end_at_parameter_file(temporary);
-    }
+    chk_no_input(temporary);
     OutputFile file(path, target.string(), temporary.string());
     if (file != nullptr && exists) {
+        std::error_code ignored;
         std::filesystem::permissions(temporary, status.permissions(), ignored);
     }
     return file;
@@ -240,7 +261,11 @@ void mb_fflush(std::FILE *stream) {
 }
 
 void protect_input(const std::string &path) {
-    protected_input() = path;
+    struct stat found = {};
+    if (stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode)) {
+        std::erase_if(protected_inputs(), [&](const InputId &i) { return i.path == path; });
+        protected_inputs().push_back({path, found.st_dev, found.st_ino});
+    }
 }
 
 OutputFile open_output(const std::string &path, Writing writing) {
@@ -251,13 +276,8 @@ OutputFile open_output(const std::string &path, Writing writing) {
     if (target.empty()) {
         return {};
     }
+    chk_no_input(path);
     std::error_code failed;
-    if (std::filesystem::equivalent(target, protected_input(), failed)) {
-        end_at_parameter_file(path);
-    }
-    if (failed && failed != std::errc::no_such_file_or_directory) {
-        return {};
-    }
     const std::filesystem::file_status status = std::filesystem::status(target, failed);
     switch (status.type()) {
     case std::filesystem::file_type::none: // a name that is too long, say

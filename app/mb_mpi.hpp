@@ -70,13 +70,14 @@ void mb_fflush(std::FILE *stream);
 // Where a file is written until it is closed. Devices and pipes are always written in place.
 enum class Writing { beside, in_place };
 
-// The file that the job is read from: it is never opened for writing from here on.
+// A file that this run reads: it is never opened for writing from here on. Every file that is
+// opened for reading is told here.
 void protect_input(const std::string &path);
 
 // Opens a file for writing, truncating it; a link leads to its target. The stream is null on
-// failure, also where a file of an earlier run may not be written to. A name that leads to the file
-// of protect_input ends the run: "$$ %s is the parameter file of this run. Abort.\n", status 1. In
-// a rank other than 0 what is written goes nowhere.
+// failure, also where a file of an earlier run may not be written to. A name that leads to a file
+// of protect_input ends the run: "$$ %s is %s, which this run reads. Abort.\n", status 1. In a rank
+// other than 0 what is written goes nowhere.
 OutputFile open_output(const std::string &path, Writing writing);
 
 // Opens a file for writing. On failure: "$$ Cannot open %s. Abort.\n" on standard error, exit

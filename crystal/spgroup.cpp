@@ -36,6 +36,7 @@ InputFile open_table() {
         mb_fprintf(stderr, "Cannot open %s.\n", path.c_str());
         end_run(1);
     }
+    protect_input(path);
     return stream;
 }
 

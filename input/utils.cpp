@@ -44,6 +44,7 @@ InputFile fopen_chk_rmode(const std::string &path) {
         mb_fprintf(stderr, "$$ (fopen_chk_rmode) Cannot open %s. Abort.\n", path.c_str());
         end_run(1);
     }
+    protect_input(path);
     return InputFile(stream);
 }
 

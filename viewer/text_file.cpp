@@ -51,6 +51,7 @@ bool find_element(TextFile &file, std::string_view &line) {
 TextFile read_text_file(const std::string &path) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> stream(std::fopen(path.c_str(), "rb"),
                                                                   std::fclose);
+    protect_input(path);
     TextFile file;
     file.path = path;
     char block[4096];
