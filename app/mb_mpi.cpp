@@ -25,6 +25,10 @@ RunEnding run_ending = program_exit;
 // that fails at the same time waits. Recursive, since an exit destroys output files.
 std::recursive_mutex ending_mutex;
 
+// Whether it was said why the run ends, which threads that end it together say once. Under
+// ending_mutex.
+bool end_told = false;
+
 // Longest name of a file in a folder of the usual file systems.
 constexpr std::size_t max_component = 255;
 
@@ -48,21 +52,6 @@ struct InputId {
 std::vector<InputId> &protected_inputs() {
     static std::vector<InputId> inputs;
     return inputs;
-}
-
-// Ends the run when the path leads to one of them, which still stands where it was.
-void chk_no_input(const std::string &path) {
-    struct stat found = {};
-    if (stat(path.c_str(), &found) != 0) {
-        return;
-    }
-    for (const InputId &input : protected_inputs()) {
-        struct stat now = {};
-        if (input.is(found) && stat(input.path.c_str(), &now) == 0 && input.is(now)) {
-            input_exit("$$ %s is %s, which this run reads. Abort.", path.c_str(),
-                       input.path.c_str());
-        }
-    }
 }
 
 void remove_temporaries() {
@@ -136,14 +125,17 @@ OutputFile open_beside(const std::string &path, const std::filesystem::path &tar
     std::string message(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
     va_end(again);
     std::vsnprintf(message.data(), message.size() + 1, format, args);
-    ranks().note_last_words(prefix + message);
-    std::fprintf(stream, "%s%s\n", prefix, message.c_str());
+    if (!std::exchange(end_told, true)) {
+        ranks().note_last_words(prefix + message);
+        std::fprintf(stream, "%s%s\n", prefix, message.c_str());
+    }
     end_run(1);
 }
 
 } // namespace
 
 RunEnding set_run_ending(RunEnding ending) {
+    end_told = false;
     return std::exchange(run_ending, ending != nullptr ? ending : program_exit);
 }
 
@@ -265,6 +257,20 @@ void protect_input(const std::string &path) {
     if (stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode)) {
         std::erase_if(protected_inputs(), [&](const InputId &i) { return i.path == path; });
         protected_inputs().push_back({path, found.st_dev, found.st_ino});
+    }
+}
+
+void chk_no_input(const std::string &path) {
+    struct stat found = {};
+    if (stat(path.c_str(), &found) != 0) {
+        return;
+    }
+    for (const InputId &input : protected_inputs()) {
+        struct stat now = {};
+        if (input.is(found) && stat(input.path.c_str(), &now) == 0 && input.is(now)) {
+            input_exit("$$ %s is %s, which this run reads. Abort.", path.c_str(),
+                       input.path.c_str());
+        }
     }
 }
 

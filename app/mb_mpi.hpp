@@ -74,10 +74,14 @@ enum class Writing { beside, in_place };
 // opened for reading is told here.
 void protect_input(const std::string &path);
 
+// Ends the run when the path leads to such a file: "$$ %s is %s, which this run reads. Abort.\n",
+// exit status 1.
+void chk_no_input(const std::string &path);
+
 // Opens a file for writing, truncating it; a link leads to its target. The stream is null on
 // failure, also where a file of an earlier run may not be written to. A name that leads to a file
-// of protect_input ends the run: "$$ %s is %s, which this run reads. Abort.\n", status 1. In a rank
-// other than 0 what is written goes nowhere.
+// of protect_input ends the run as chk_no_input does. In a rank other than 0 what is written goes
+// nowhere.
 OutputFile open_output(const std::string &path, Writing writing);
 
 // Opens a file for writing. On failure: "$$ Cannot open %s. Abort.\n" on standard error, exit

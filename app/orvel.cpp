@@ -118,6 +118,7 @@ void ending_title(std::FILE *log) {
 void mb_job(const std::string &param_file, const std::string &base_name, std::FILE *log) {
     dbg.base_name = base_name;
     restart_unnamed();
+    restart_warnings();
     InputFile stream = fopen_chk_rmode(param_file);
     const std::string keyword = fget_1s(stream, "the job keyword");
     chk_same_as_rank_0(keyword, "The job of the parameter file");
@@ -153,6 +154,7 @@ int run_orvel(int argc, char **argv) {
 
     protect_input(param_file);
     OutputFile log = mb_fopen_chk_wmode(log_name, Writing::in_place);
+    protect_input(log_name); // from what else the run writes
     mb_fprintf(log, "%s\n", version_text);
     opening_title_log(log);
     mb_fprintf_stdo(log, "parameter_file: %s\n", param_file.c_str());

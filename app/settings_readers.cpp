@@ -89,6 +89,14 @@ constexpr Key<EpsilonSettings> settings_keys[] = {
     {"flag_modified_marquardt", &EpsilonSettings::flag_modified_marquardt},
 };
 
+// A key counts wherever it stands, in a remark as well.
+void warn_other_key(const char *line, const char *key) {
+    const std::string first = tokens_of(line).front();
+    if (first.find(key) == std::string::npos) {
+        mb_fprintf(stdout, "$$ Warning: the line of %s sets %s.\n", first.c_str(), key);
+    }
+}
+
 // Sets the field of the first key that the line holds; false when it holds none.
 template <class Record, std::size_t N>
 bool set_by_key(const Key<Record> (&keys)[N], const char *line, Record &record) {
@@ -96,6 +104,7 @@ bool set_by_key(const Key<Record> (&keys)[N], const char *line, Record &record) 
         if (std::strstr(line, key.name) == nullptr) {
             continue;
         }
+        warn_other_key(line, key.name);
         if (!has_second(line)) {
             input_exit("$$ %s is given no value. Abort.", key.name);
         }

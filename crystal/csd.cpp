@@ -5,7 +5,7 @@
 #include "crystal/atom_positions.hpp"
 #include "crystal/constraint.hpp"
 #include "crystal/csd_parameters.hpp"
-#include "crystal/equivalents.hpp"
+#include "crystal/csd_warnings.hpp"
 #include "input/mb_input_beams.hpp"
 
 #include <algorithm>
@@ -148,30 +148,6 @@ void check_crystal(const Csd &csd) {
         !std::isfinite(entries)) {
         input_exit("$$ The lattice parameters span no cell (volume %g A^3). Abort.",
                    csd.metric.volume);
-    }
-}
-
-// Tells what can be calculated, but hardly be meant.
-void warn_crystal(const Csd &csd) {
-    constexpr double visible = 1e-3; // change of a length
-    if (std::any_of(csd.group.ops.begin(), csd.group.ops.end(),
-                    [&](const SymOp &op) { return !keeps_lengths(op, csd.metric, visible); })) {
-        mb_fprintf(stdout, "$$ Warning: the cell lacks the symmetry of its space group: "
-                           "reflections of different length are taken as equivalent.\n");
-    }
-    for (std::size_t i = 0; i < csd.sites.size(); ++i) {
-        const double occupancy = csd.sites[i].occupancy;
-        if (occupancy < 0.0 || occupancy > 1.0) {
-            mb_fprintf(stdout, "$$ Warning: the occupancy of atom %zu is %g.\n", i + 1, occupancy);
-        }
-        const double B = csd.sites[i].B;
-        const double largest = csd.bk[i].gm[5];
-        if (B < 0.0 || B > largest) {
-            mb_fprintf(stdout,
-                       "$$ Warning: B of atom %zu is %g, beyond the table of absorption, which "
-                       "reaches from 0 to %g.\n",
-                       i + 1, B, largest);
-        }
     }
 }
 

@@ -28,9 +28,34 @@ void skip_comment_block(int limit, char *buf, std::FILE *stream) {
     } while (!begins_with(buf, "}COMMENT"));
 }
 
+constexpr int most_told = 10;
+// Warnings of this run about what is read otherwise than it looks.
+int num_told = 0;
+
+bool may_tell() {
+    if (num_told == most_told) {
+        mb_fprintf(stdout, "$$ Warning: what else is read otherwise than it looks is not told.\n");
+    }
+    return ++num_told <= most_told;
+}
+
+// The number that a token begins with; and whether it is nothing but that.
+struct LeadingNumber {
+    double value = 0.0;
+    bool is_all = false;
+};
+
+LeadingNumber leading_number(const std::string &token) {
+    char *end = nullptr;
+    const double value = std::strtod(token.c_str(), &end);
+    return {value, end != token.c_str() && *end == '\0'};
+}
+
 template <std::size_t N> std::array<double, N> fget_fields(std::FILE *stream, const char *what) {
     std::array<double, N> numbers = {};
-    str_to_fs(static_cast<int>(N), fget_line(stream, what).c_str(), numbers.data());
+    const std::string line = fget_line(stream, what);
+    chk_number_count(static_cast<int>(N), line);
+    str_to_fs(static_cast<int>(N), line.c_str(), numbers.data());
     return numbers;
 }
 
@@ -47,6 +72,11 @@ template <std::size_t N> std::array<int, N> fget_integers(std::FILE *stream, con
     std::array<int, N> integers = {};
     for (std::size_t i = 0; i < N; ++i) {
         integers[i] = truncate_to_int(numbers[i]);
+        if (numbers[i] - integers[i] != 0.0 && std::fabs(numbers[i] - integers[i]) < 1.0 &&
+            may_tell()) {
+            mb_fprintf(stdout, "$$ Warning: %g is cut to the integer %d.\n", numbers[i],
+                       integers[i]);
+        }
     }
     return integers;
 }
@@ -146,12 +176,49 @@ std::vector<std::string> tokens_of(const char *line) {
     return tokens;
 }
 
+void restart_warnings() {
+    num_told = 0;
+}
+
+void chk_number_count(int n, const std::string &line) {
+    const std::vector<std::string> tokens = tokens_of(line.c_str());
+    const int present = static_cast<int>(tokens.size());
+    if (present < n && may_tell()) {
+        mb_fprintf(stdout, "$$ Warning: \"%s\" holds %d of %d numbers; what is missing is 0.\n",
+                   line.c_str(), present, n);
+    }
+    // Behind several numbers of a list others may stand as a remark.
+    if (n == 1 && present > 1 && leading_number(tokens[1]).is_all && may_tell()) {
+        mb_fprintf(stdout, "$$ Warning: of \"%s\" the first number alone is read.\n", line.c_str());
+    }
+}
+
+void close_input(InputFile &stream) {
+    char line[element_limit];
+    while (comment_skip_fgets(element_limit, line, stream) != nullptr) {
+        if (!tokens_of(line).empty()) {
+            mb_fprintf(stdout, "$$ Warning: \"%s\" and what follows it is not read.\n",
+                       rm_cr(line));
+            break;
+        }
+    }
+    stream.close();
+}
+
 double to_double(const std::string &token) {
-    return std::strtod(token.c_str(), nullptr);
+    const LeadingNumber number = leading_number(token);
+    if (!number.is_all && !token.empty() && may_tell()) {
+        mb_fprintf(stdout, "$$ Warning: \"%s\" is read as %g.\n", token.c_str(), number.value);
+    }
+    return number.value;
 }
 
 int to_int(const std::string &token) {
-    const long value = std::strtol(token.c_str(), nullptr, 10);
+    char *end = nullptr;
+    const long value = std::strtol(token.c_str(), &end, 10);
+    if (*end != '\0' && may_tell()) {
+        mb_fprintf(stdout, "$$ Warning: \"%s\" is read as %ld.\n", token.c_str(), value);
+    }
     if (value > std::numeric_limits<int>::max()) {
         return std::numeric_limits<int>::max();
     }
@@ -233,7 +300,9 @@ double fget_d(std::FILE *stream, const char *what) {
 }
 
 int fget_i(std::FILE *stream, const char *what) {
-    return to_int(fget_1s(stream, what));
+    const std::string line = fget_line(stream, what);
+    chk_number_count(1, line);
+    return to_int(token_or_empty(tokens_of(line.c_str()), 0));
 }
 
 std::array<double, 2> fget_2d(std::FILE *stream) {

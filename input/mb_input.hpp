@@ -8,6 +8,8 @@
 // with one "$$" line that says what was being read.
 #pragma once
 
+#include "input/utils.hpp"
+
 #include <array>
 #include <cstdio>
 #include <string>
@@ -38,7 +40,17 @@ std::string fget_line(std::FILE *stream, const char *what, int limit = element_l
 // The tokens of a line; a line end at its end belongs to none.
 std::vector<std::string> tokens_of(const char *line);
 
-// Standard decimal conversions of a token: what is not a number gives 0.
+// What is read otherwise than it looks is told, ten times a run: "$$ Warning: ..." on the console.
+// Tells where a line holds fewer than n numbers or, for n = 1, another one.
+void chk_number_count(int n, const std::string &line);
+// A run begins.
+void restart_warnings();
+
+// The end of a parameter file that has been read. Tells of a line that is left.
+void close_input(InputFile &stream);
+
+// Standard decimal conversions of a token: what is not a number gives 0. Told where the token is
+// more than its number.
 double to_double(const std::string &token);
 int to_int(const std::string &token);
 

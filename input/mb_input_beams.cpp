@@ -17,10 +17,12 @@ constexpr int beam_search_limit = 90; // length limit of the beam-search element
 // A list grows with the lines that are really there, whatever count was announced.
 constexpr int most_reserved = 4096;
 
-// Returns how many of the n numbers the element held.
-int fget_beam_search_line(std::FILE *stream, int n, double *out) {
+// Returns how many of the n numbers, `least` of which are needed, the element held.
+int fget_beam_search_line(std::FILE *stream, int n, int least, double *out) {
     constexpr const char *what = "a beam-search line";
-    const int found = str_to_fs(n, fget_line(stream, what, beam_search_limit).c_str(), out);
+    const std::string line = fget_line(stream, what, beam_search_limit);
+    chk_number_count(least, line);
+    const int found = str_to_fs(n, line.c_str(), out);
     for (int i = 0; i < n; ++i) {
         chk_finite(out[i], what);
     }
@@ -37,14 +39,14 @@ void set_range(const double *v, BeamSearch &beam_search) {
 
 void fget_range(std::FILE *stream, BeamSearch &beam_search) {
     double v[4];
-    fget_beam_search_line(stream, 4, v);
+    fget_beam_search_line(stream, 4, 4, v);
     set_range(v, beam_search);
 }
 
 // Two thresholds and the longest extinction distance.
 void fget_thresholds(std::FILE *stream, double &bmin, double &max, double &xigmax) {
     double v[3];
-    fget_beam_search_line(stream, 3, v);
+    fget_beam_search_line(stream, 3, 3, v);
     bmin = v[0];
     max = v[1];
     xigmax = v[2];
@@ -91,7 +93,7 @@ void fget_beam_search_sg(std::FILE *stream, BeamSearch &beam_search) {
 void fget_beam_search_sg_multi(std::FILE *stream, BeamSearch &beam_search) {
     // One number more than can be: a sixth makes the format invalid.
     double v[6];
-    const int found = fget_beam_search_line(stream, 6, v);
+    const int found = fget_beam_search_line(stream, 6, 0, v);
     if (found != 4 && found != 5) {
         input_exit("$$ Invalid format for beam_search. Abort.");
     }

@@ -44,6 +44,17 @@ void warn_incidence(const IncidentBeam &beam, const BeamList &beams, const Metri
         mb_fprintf(stdout, "$$ Warning: the tilt axis H is not perpendicular to the incident "
                            "beam.\n");
     }
+    const Uvw &zone = beam.inc_uvw;
+    const int factor = std::gcd(std::gcd(zone.u, zone.v), zone.w);
+    if (factor > 1) {
+        mb_fprintf(stdout,
+                   "$$ Warning: the incidence %d %d %d has the common factor %d, and so have the "
+                   "numbers of its Laue zones.\n",
+                   zone.u, zone.v, zone.w, factor);
+    }
+    if (beams.size() == 1) {
+        mb_fprintf(stdout, "$$ Warning: there is one beam alone: nothing is diffracted.\n");
+    }
     if (beams.size() > 0 && beams.hkl[0] != Hkl{0, 0, 0}) {
         const Hkl &g = beams.hkl[0];
         mb_fprintf(stdout,
@@ -65,6 +76,9 @@ IncidentBeam read_incident_beam(std::FILE *stream) {
     beam.G_tilt = fget_d(stream, "the tilt along G");
     beam.acc_voltage = fget_d(stream, "the accelerating voltage");
     chk_data("}INCIDENT_BEAM", stream);
+    if (!(beam.acc_voltage >= 1.0)) {
+        mb_fprintf(stdout, "$$ Warning: the accelerating voltage is %g kV.\n", beam.acc_voltage);
+    }
     return beam;
 }
 
@@ -104,15 +118,18 @@ void take_all_exact_beams(Sd &sd) {
     std::iota(sd.reflections.begin(), sd.reflections.end(), 0);
 }
 
+void warn_thicknesses(std::span<const double> thicknesses) {
+    if (std::any_of(thicknesses.begin(), thicknesses.end(), [](double t) { return t < 0.0; })) {
+        mb_fprintf(stdout, "$$ Warning: a thickness is negative.\n");
+    }
+}
+
 void read_output_thicknesses(Sd &sd, std::FILE *stream) {
     chk_data("OUTPUT_THICKNESS{", stream);
     const int n = fget_count(stream, "thicknesses", sizeof(double));
     mb_fprintf(stdout, "num_thickness = %d\n", n);
     sd.thicknesses = fget_cal_thick(n, stream);
-    if (std::any_of(sd.thicknesses.begin(), sd.thicknesses.end(),
-                    [](double t) { return t < 0.0; })) {
-        mb_fprintf(stdout, "$$ Warning: a thickness is negative.\n");
-    }
+    warn_thicknesses(sd.thicknesses);
     chk_data("}OUTPUT_THICKNESS", stream);
 }
 

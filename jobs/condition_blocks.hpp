@@ -6,6 +6,7 @@
 #include "dynamics/sim_condition.hpp"
 
 #include <cstdio>
+#include <span>
 #include <string>
 
 namespace orvel {
@@ -32,6 +33,9 @@ void read_output_reflections(Sd &sd, int n, std::FILE *stream);
 
 // All exact beams as output reflections, in their order, echoed in the same way.
 void take_all_exact_beams(Sd &sd);
+
+// Tells of negative thicknesses.
+void warn_thicknesses(std::span<const double> thicknesses);
 
 // "OUTPUT_THICKNESS{" .. "}OUTPUT_THICKNESS": the count, echoed as "num_thickness = %d\n", and the
 // thicknesses in A.

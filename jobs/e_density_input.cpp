@@ -106,7 +106,7 @@ ProjectedMapConditions input_density_proj_data(const Csd &csd, const std::string
     chk_data("}AREA_PROJ_CELL", stream);
 
     chk_data("}E_DENSITY_CALCULATION_CONDITION", stream);
-    stream.close();
+    close_input(stream);
     sd.grid.calc_type = -1;
     return conditions;
 }
@@ -130,7 +130,7 @@ UnitCellMapConditions input_density_3d_data(const Csd &csd, const std::string &b
     chk_data("}CALC_RXY_RANGE_3D", stream);
 
     chk_data("}E_DENSITY_CALCULATION_CONDITION", stream);
-    stream.close();
+    close_input(stream);
     return conditions;
 }
 

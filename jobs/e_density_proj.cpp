@@ -45,6 +45,9 @@ void warn_area(double area) {
     if (area == 0.0) {
         mb_fprintf(stdout, "$$ Warning: AREA_PROJ_CELL is 0; the densities are infinite.\n");
     }
+    if (area < 0.0) {
+        mb_fprintf(stdout, "$$ Warning: AREA_PROJ_CELL is negative, and so are the densities.\n");
+    }
 }
 
 NonFinitePoints write_density_maps(const ProjectedMapConditions &conditions,

@@ -203,7 +203,7 @@ void mb_bloch_state(InputFile &stream, std::FILE *log, const std::string &base_n
     Csd csd = input_csd_cstr(stream, base_name);
     BlochCondition condition;
     input_bloch_data(condition, csd, base_name, stream);
-    stream.close();
+    close_input(stream);
     Sd &sd = condition.sd;
     chk_job_memory(sd, 0.0);
 

@@ -62,7 +62,7 @@ void mb_simulation(InputFile &stream, std::FILE *log, const std::string &base_na
     Csd csd = input_csd_cstr(stream, base_name);
     Sd sd;
     input_sim_data(sd, csd, base_name, stream);
-    stream.close();
+    close_input(stream);
     chk_job_memory(sd, sizeof(double), TiltOrder::side_by_side);
 
     const PotentialMatrix potential = build_sim_potential(csd, sd, log);

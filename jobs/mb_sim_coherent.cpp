@@ -99,7 +99,7 @@ void mb_sim_coherent(InputFile &stream, std::FILE *log, const std::string &base_
     Sd sd;
     input_sim_data(sd, csd, base_name, stream);
     const Probe probe = input_sim_coherent_data(sd, stream);
-    stream.close();
+    close_input(stream);
     chk_job_memory(sd, sizeof(complex), TiltOrder::side_by_side);
     chk_amplitude_scale();
 

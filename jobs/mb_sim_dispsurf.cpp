@@ -78,7 +78,7 @@ void mb_dispersion_surface(InputFile &stream, std::FILE *log, const std::string 
     Csd csd = input_csd_cstr(stream, base_name);
     DispsurfCondition condition;
     input_dispsurf_data(condition, csd, base_name, stream);
-    stream.close();
+    close_input(stream);
     Sd &sd = condition.sd;
     chk_dispsurf_memory(sd);
 

@@ -264,6 +264,19 @@ void solve_again(PatternRun &run) {
     }
 }
 
+// Of the incident beam; amplitudes count by their parts.
+double largest_intensity(const PatternRun &run) {
+    double largest = 0.0;
+    for (std::size_t o = 0; o < run.values.extent(0); ++o) {
+        for (std::size_t k = 0; k < run.values.extent(1); ++k) {
+            for (std::size_t p = 0; p < run.values.extent(2); ++p) {
+                largest = std::max(largest, std::fabs(run.values[o][k][p]));
+            }
+        }
+    }
+    return run.kind.coherent ? largest * largest : largest / epsilon.intensity_scaling;
+}
+
 // How many of the tilts propagation did not serve.
 void report_propagation(const PatternRun &run) {
     const TiltGrid &grid = run.problem.sd.grid;
@@ -323,6 +336,7 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
     write();
     run.checkpoint.remove();
     NonFiniteCount(grid, run.finite).report(log);
+    warn_growth(largest_intensity(run), log);
 }
 
 } // namespace orvel

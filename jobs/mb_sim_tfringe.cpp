@@ -11,6 +11,7 @@
 #include "jobs/tilt_loop.hpp"
 #include "jobs/wave_jobs.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace orvel {
@@ -32,6 +33,7 @@ void read_thickness_range(Sd &sd, std::FILE *stream) {
     for (int i = 0; i < n; ++i) {
         sd.thicknesses.push_back(t_first + (t_last - t_first) * i / (n - 1));
     }
+    warn_thicknesses(sd.thicknesses);
     chk_data("}CALC_T_RANGE", stream);
 }
 
@@ -151,6 +153,13 @@ void calc_tfringe_ug(const TiltProblem &problem, const RealHkl &K_t, const std::
     non_finite.add(
         all_finite(sd, psi.get(), [](complex z) { return c_norm(z) * epsilon.intensity_scaling; }));
     non_finite.report(log);
+    double largest = 0.0;
+    for (int o = 0; o < n_out; ++o) {
+        for (int k = 0; k < n_thick; ++k) {
+            largest = std::max(largest, c_norm(psi[o][k]));
+        }
+    }
+    warn_growth(largest, log);
 }
 
 // One tilt is solved, however many the grid has.
@@ -168,7 +177,7 @@ void mb_tfringe(InputFile &stream, std::FILE *log, const std::string &base_name)
     Csd csd = input_csd_cstr(stream, base_name);
     Sd sd;
     input_tfringe_data(sd, csd, base_name, stream);
-    stream.close();
+    close_input(stream);
     chk_fringe_memory(sd);
     chk_amplitude_scale();
 

@@ -110,6 +110,7 @@ void TiltCheckpoint::open(const std::string &path, std::uint64_t fingerprint, in
     header.num_tilts = static_cast<std::uint64_t>(num_tilts);
     header.num_values = num_values;
     path_ = path;
+    chk_no_input(path);
     record_.resize(num_values + 2);
     take_over(path, header, record_, take);
     stream_.reset(std::fopen(path.c_str(), "ab"));
@@ -117,7 +118,12 @@ void TiltCheckpoint::open(const std::string &path, std::uint64_t fingerprint, in
         input_exit("$$ Cannot write the checkpoint %s. Abort.", path.c_str());
     }
     std::error_code failed;
-    if (std::filesystem::file_size(path, failed) == 0) {
+    const std::uintmax_t size = std::filesystem::file_size(path, failed);
+    if (failed) {
+        input_exit("$$ Cannot read the checkpoint %s. Abort.", path.c_str());
+    }
+    protect_input(path);
+    if (size == 0) {
         std::fwrite(&header, sizeof header, 1, stream_.get());
     }
     written_ = std::chrono::steady_clock::now();

@@ -44,6 +44,14 @@ void warn_single_point_line(const TiltGrid &grid, std::FILE *log) {
     }
 }
 
+void warn_growth(double largest, std::FILE *log) {
+    constexpr double possible = 1.1; // of a beam that an inclined surface makes narrower
+    if (largest > possible) {
+        mb_fprintf_stdo(log, "$$ Warning: intensities reach %g times the incident beam.\n",
+                        largest);
+    }
+}
+
 void chk_amplitude_scale() {
     if (epsilon.intensity_scaling < 0.0) {
         input_exit("$$ intensity_scaling = %g: amplitudes are scaled by its square root. Abort.",

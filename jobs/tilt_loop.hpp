@@ -25,6 +25,9 @@ void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order = TiltOrd
 // Tells, before the run, of a line of tilts whose only point divides zero by zero.
 void warn_single_point_line(const TiltGrid &grid, std::FILE *log);
 
+// Tells, after the run, of a largest intensity (incident beam: 1) that no crystal gives.
+void warn_growth(double largest, std::FILE *log);
+
 // Ends the run for a negative intensity_scaling, whose root amplitudes take.
 void chk_amplitude_scale();
 

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <thread>
@@ -251,7 +252,11 @@ bool MpiRanks::receive(std::vector<double> &message) {
 // Noted at once, for other threads may go on speaking until they see the end.
 void MpiRanks::note_last_words(const std::string &why) {
     if (rank_ != 0 && last_words_.empty()) {
-        last_words_ = why.empty() ? last_line() : why.substr(why.front() == '\n' ? 1 : 0);
+        try {
+            last_words_ = why.empty() ? last_line() : why.substr(why.front() == '\n' ? 1 : 0);
+        } catch (const std::bad_alloc &) {
+            last_words_ = "no memory"; // short enough to need none
+        }
     }
 }
 

@@ -116,11 +116,12 @@ BlochState read_state(const std::string &path, const BlochCommand::State &named,
     return state;
 }
 
-// "1: 0.2 0.001 0.5" a line.
+// "1: 0.2 0.001 0.5" a line, from branch 1 on. A run without them is shown without their table.
 std::vector<BranchRecord> read_branches(const std::string &path) {
     std::vector<BranchRecord> branches;
     std::error_code ignored;
     if (!std::filesystem::exists(path, ignored)) {
+        mb_fprintf(stdout, "$$ Warning: there is no %s: branches are not listed.\n", path.c_str());
         return branches;
     }
     TextFile file = read_text_file(path);
@@ -138,10 +139,26 @@ std::vector<BranchRecord> read_branches(const std::string &path) {
             !to_number(cut_token(line), record.excitation)) {
             file_error(file, "branch, eigenvalue and eps^2 expected");
         }
+        if (record.branch != static_cast<int>(branches.size()) + 1) {
+            file_error(file, "the branches do not stand in order");
+        }
         branches.push_back(record);
     }
     expect_line_end(file);
     return branches;
+}
+
+// A state must be one of the branches: the list may be of another run.
+void chk_listed(const BlochState &state, const std::vector<BranchRecord> &branches,
+                const std::string &path) {
+    const auto is_it = [&](const BranchRecord &b) {
+        return b.branch == state.branch && same_number(b.eigenvalue_re, state.eigenvalue) &&
+               same_number(b.excitation, state.excitation);
+    };
+    if (!branches.empty() && std::none_of(branches.begin(), branches.end(), is_it)) {
+        input_exit("$$ %s does not list branch %d as it is shown. Abort.", path.c_str(),
+                   state.branch);
+    }
 }
 
 } // namespace
@@ -169,7 +186,11 @@ BlochRun read_bloch_run(const KavScript &script, const KavPage &page) {
     for (const BlochCommand::State &state : command.states) {
         run.states.push_back(read_state(beside(script.path, state.file), state, run));
     }
-    run.branches = read_branches(beside(script.path, command.base_name + "_kn.txt"));
+    const std::string list_path = beside(script.path, command.base_name + "_kn.txt");
+    run.branches = read_branches(list_path);
+    for (const BlochState &state : run.states) {
+        chk_listed(state, run.branches, list_path);
+    }
     return run;
 }
 

@@ -134,11 +134,26 @@ void read_grid(TextFile &file, CbedPattern &pattern) {
     pattern.grid = std::move(grid);
 }
 
+// Single precision is plenty for a picture, but does not reach as far.
+float picture_value(const TextFile &file, double value) {
+    if (std::isfinite(value) && std::fabs(value) > std::numeric_limits<float>::max()) {
+        file_error(file, "a value is beyond what pictures hold");
+    }
+    return static_cast<float>(value);
+}
+
+void chk_not_all_lost(const TextFile &file, double largest) {
+    if (largest > 0.0 && largest < std::numeric_limits<float>::min()) {
+        file_error(file, "all values are below what pictures hold");
+    }
+}
+
 void read_values(TextFile &file, const CbedPattern &pattern, CbedImage &image) {
     const std::size_t total = pattern.reflections.size() * pattern.grid.points.size();
     check_count(file, "the number of values", static_cast<double>(total));
     image.values.reserve(total);
     image.imaginary.reserve(pattern.coherent ? total : 0);
+    double largest = 0.0;
     for (const OutputReflection &reflection : pattern.reflections) {
         expect_keyword(file, "RF{");
         std::array<int, 3> hkl{};
@@ -150,13 +165,15 @@ void read_values(TextFile &file, const CbedPattern &pattern, CbedImage &image) {
             std::array<double, 2> v{};
             next_numbers(file, pattern.coherent ? "an amplitude" : "an intensity",
                          std::span(v).first(pattern.coherent ? 2 : 1));
-            image.values.push_back(static_cast<float>(v[0]));
+            largest = std::max({largest, std::fabs(v[0]), std::fabs(v[1])});
+            image.values.push_back(picture_value(file, v[0]));
             if (pattern.coherent) {
-                image.imaginary.push_back(static_cast<float>(v[1]));
+                image.imaginary.push_back(picture_value(file, v[1]));
             }
         }
         expect_keyword(file, "}RF");
     }
+    chk_not_all_lost(file, largest);
 }
 
 // A range that shows nothing (nan, or no difference) is replaced by that of the values.
@@ -184,10 +201,11 @@ bool same_pattern(const CbedPattern &a, const CbedPattern &b) {
         return std::array{c.a, c.b, c.c, c.alpha, c.beta, c.gamma};
     };
     const auto same_reflection = [](const OutputReflection &p, const OutputReflection &q) {
-        return p.hkl == q.hkl;
+        return p.hkl == q.hkl && same_number(p.x, q.x) && same_number(p.y, q.y);
     };
     const auto same_point = [](const TiltPoint &p, const TiltPoint &q) {
-        return p.inside == q.inside && p.column == q.column && p.row == q.row;
+        return p.inside == q.inside && p.column == q.column && p.row == q.row &&
+               same_number(p.H, q.H) && same_number(p.G, q.G);
     };
     return cell(a.cell) == cell(b.cell) && a.incidence == b.incidence &&
            a.base_g1.h == b.base_g1.h && a.base_g1.k == b.base_g1.k && a.base_g1.l == b.base_g1.l &&

@@ -1,5 +1,6 @@
 #include "viewer/kavun.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "app/surroundings.hpp"
 #include "viewer/page.hpp"
@@ -8,6 +9,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <system_error>
 
 namespace orvel {
@@ -51,7 +53,15 @@ Arguments read_arguments(int argc, char **argv) {
     return arguments;
 }
 
-void write_pictures(const std::string &folder, const std::vector<NamedPicture> &pictures) {
+// Two pages of a script may be given the same names.
+void chk_new(std::set<std::string> &written, const std::string &path) {
+    if (!written.insert(path).second) {
+        input_exit("$$ %s would be written twice. Abort.", path.c_str());
+    }
+}
+
+void write_pictures(const std::string &folder, const std::vector<NamedPicture> &pictures,
+                    std::set<std::string> &written) {
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error) {
@@ -59,6 +69,8 @@ void write_pictures(const std::string &folder, const std::vector<NamedPicture> &
     }
     for (const NamedPicture &named : pictures) {
         const std::string path = folder + "/" + named.name;
+        chk_interrupt();
+        chk_new(written, path);
         write_png(path, named.picture);
         mb_fprintf(stdout, "Picture ==> %s\n", path.c_str());
     }
@@ -67,7 +79,8 @@ void write_pictures(const std::string &folder, const std::vector<NamedPicture> &
     }
 }
 
-void show_page(const KavScript &script, const KavPage &page, const Arguments &arguments) {
+void show_page(const KavScript &script, const KavPage &page, const Arguments &arguments,
+               std::set<std::string> &written) {
     const std::string html = beside(script.path, page.html_file);
     if (!html.ends_with(".html")) { // never a page over a result
         input_exit("$$ %s: the page \"%s\" is no .html file. Abort.", script.path.c_str(),
@@ -76,8 +89,9 @@ void show_page(const KavScript &script, const KavPage &page, const Arguments &ar
     const auto finish = [&](const auto &run, const Facts &facts, const auto &write_page,
                             const auto &make_pictures) {
         if (arguments.png_folder) {
-            write_pictures(*arguments.png_folder, make_pictures(run, facts));
+            write_pictures(*arguments.png_folder, make_pictures(run, facts), written);
         } else {
+            chk_new(written, html);
             write_page(html, run, facts);
             mb_fprintf(stdout, "Page ==> %s\n", html.c_str());
         }
@@ -99,10 +113,13 @@ void show_page(const KavScript &script, const KavPage &page, const Arguments &ar
 
 int run_kavun(int argc, char **argv) {
     settle_surroundings();
+    catch_interrupts();
     const Arguments arguments = read_arguments(argc, argv);
     const KavScript script = read_kav_script(arguments.script);
-    for (const KavPage &page : script.pages) {
-        show_page(script, page, arguments);
+    std::set<std::string> written;
+    for (std::size_t i = 0; i < script.pages.size(); ++i) {
+        chk_interrupt(static_cast<int>(i), static_cast<int>(script.pages.size()));
+        show_page(script, script.pages[i], arguments, written);
     }
     chk_standard_output();
     return 0;

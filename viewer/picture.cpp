@@ -142,9 +142,11 @@ void write_png(const std::string &path, const Picture &picture) {
     image.width = static_cast<png_uint_32>(picture.width);
     image.height = static_cast<png_uint_32>(picture.height);
     image.format = PNG_FORMAT_RGB;
-    if (png_image_write_to_file(&image, path.c_str(), 0, picture.pixels.data(), 0, nullptr) == 0) {
+    OutputFile file = mb_fopen_chk_wmode(path);
+    if (png_image_write_to_stdio(&image, file, 0, picture.pixels.data(), 0, nullptr) == 0) {
         input_exit("$$ Cannot write %s. Abort.", path.c_str());
     }
+    mb_fclose(file);
 }
 
 } // namespace orvel

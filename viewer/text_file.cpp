@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 namespace orvel {
@@ -61,6 +62,9 @@ TextFile read_text_file(const std::string &path) {
         if (n == 0) {
             readable = std::ferror(stream.get()) == 0; // a folder opens, but cannot be read
             break;
+        }
+        if (std::memchr(block, '\0', n) != nullptr) {
+            input_exit("$$ %s holds a zero byte: it is no text file. Abort.", path.c_str());
         }
         file.content.append(block, n);
     }

@@ -3,6 +3,7 @@
 // of the file.
 #pragma once
 
+#include <cmath>
 #include <span>
 #include <string>
 #include <string_view>
@@ -44,6 +45,11 @@ std::string_view cut_token(std::string_view &line);
 // The token as a number ("nan" and "inf" are numbers, as they may stand in a result); false when
 // it is none.
 bool to_number(std::string_view token, double &value);
+
+// Whether two numbers of results were written as the same text, nan included.
+inline bool same_number(double a, double b) {
+    return a == b || (std::isnan(a) && std::isnan(b));
+}
 bool to_integer(std::string_view token, int &value);
 
 // The numbers of the next element, which must hold just as many; a trailing "# ..." is a comment.

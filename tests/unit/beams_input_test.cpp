@@ -135,7 +135,7 @@ TEST(DebugLists, ReadTheirFile) {
         write_file(base + ".ggi", text);
         return outcome_of([&] { dbg_g_filein(base, 2); });
     };
-    EXPECT_EQ(read("1 1\n0 0 0\n1 1 1\nRFE\n").out, opened);
+    EXPECT_EQ(read("1 1\n0 0 0 0 0\n1 1 1 0 0\nRFE\n").out, opened);
     write_file(base + ".ggi", "1 1\n0 0 0 13.5 0.1\n1 1 1 -4 0.2\nRFE\n");
     BeamsWithVg beams;
     outcome_of([&] { beams = dbg_vg_filein(base, 2); });

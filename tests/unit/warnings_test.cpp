@@ -26,6 +26,11 @@ std::string cbed(const Conditions &conditions, const char *thicknesses = "1\n100
 TEST(Warnings, TellWhatCanHardlyBeMeant) {
     const std::string al = cubic(225, 4.0496);
     const std::string over_full = "SITE{\nAl\n0\n0\n0\nISO\n0.5\n1.5\n1\n}SITE\n";
+    const std::string hexagonal = "194\n3.21\n3.21\n5.21\n90\n90\n120\n";
+    const std::string aniso =
+        "SITE{\nAl\n0\n0\n0\nANISO\n0.01\n-0.005\n0.01\n0\n0\n0\n1\n1\n}SITE\n";
+    CrystalText growing = aluminium;
+    growing.low_order = "1\n1\n2 0 0\n3\n50\n"; // lof_type 1: F of 200 with a strange F''
     Conditions far = of_crystal(al, iso_site("Al", "1e308\n0\n0\n", 0.5));
     far.beams = "2\n100 1.0 0 0\n0.05 0.1 10000\n";
     const struct {
@@ -46,6 +51,25 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
          "the cell lacks the symmetry of its space group: reflections of different length are "
          "taken as equivalent."},
         {cbed(of_crystal(al, over_full)), "the occupancy of atom 1 is 1.5."},
+        {cbed(of_crystal(hexagonal, iso_site("Mg", "0.3333\n0.6667\n0.25\n", 1.0))), nullptr},
+        {cbed(of_crystal(hexagonal, iso_site("Mg", "0.333\n0.667\n0.25\n", 1.0))),
+         "atoms of site 1 and site 1 are 0.00"},
+        {cbed(of_crystal(al, iso_site("Al", "1/4\n0\n0\n", 0.5))), "\"1/4\" is read as 1."},
+        {cbed(of_crystal(al, iso_site("Al", "0,25\n0\n0\n", 0.5))),
+         "of \"0,25\" the first number alone is read."},
+        {cbed(of_crystal(al, aniso)), "the displacements of atom 1 are imaginary"},
+        {cbed(with(&Conditions::settings, "bc_accuracy = 1\n")), "\"=\" is read as 0."},
+        {cbed(with(&Conditions::settings, "bc_accuracy 1 # eigen_eps\n")),
+         "the line of bc_accuracy sets eigen_eps."},
+        {cbed(with(&Conditions::incidence, "0 0 2\n0 0 1\n2 0 0\n")), "has the common factor 2"},
+        {cbed(with(&Conditions::incidence, "0 0 1\n0 0 1\n2 0\n")),
+         "\"2 0\" holds 2 of 3 numbers; what is missing is 0."},
+        {cbed(with(&Conditions::beams, "0\n1 0\n0 0 0\n")), "there is one beam alone"},
+        {cbed(with(&Conditions::tilt, "0\n0\n")) + "\nCOHERENT{\n",
+         "\"COHERENT{\" and what follows it is not read."},
+        {Conditions{}.tfringe("3\n-800 0\n"), "a thickness is negative."},
+        {cbed(with(&Conditions::crystal, growing.block()), "1\n3000\n"),
+         "times the incident beam."},
         {cbed(of_crystal(al, iso_site("Al", "0\n0\n0\n", 9.5))),
          "B of atom 1 is 9.5, beyond the table"},
         {cbed(far), "beams were left out whose extinction distance is no number."},

@@ -1,0 +1,13 @@
+// What can be calculated, but hardly be meant, in a crystal.
+#pragma once
+
+#include "crystal/csd.hpp"
+
+namespace orvel {
+
+// Tells it on the console, "$$ Warning: ...": a cell without the symmetry of its space group, atoms
+// within each other, occupancies outside 0 to 1, displacements that are none or beyond the table of
+// absorption, coordinates whose phases have no digits left.
+void warn_crystal(const Csd &csd);
+
+} // namespace orvel
