@@ -79,6 +79,10 @@ double expression_value(const std::string &expression, const NameIndex &names) {
             token += c;
             continue;
         }
+        if (c == '*' && token.empty()) {
+            mb_fprintf(stdout, "$$ Warning: a factor is missing in \"%s\": 0 is taken.\n",
+                       expression.c_str());
+        }
         const double value = token_value(token, names);
         token.clear();
         if (c == '*') {

@@ -105,6 +105,9 @@ BlochState read_state(const std::string &path, const BlochCommand::State &named,
     if (value_after(where, map.head, "branch:") != named.branch) {
         file_error(where, "not the branch that the script names");
     }
+    if (!same_number(value_after(where, map.head, "excitation(eps^2):"), named.excitation)) {
+        file_error(where, "not the eps^2 that the script tells");
+    }
     const std::size_t last = map.values.size() - map.columns;
     if (map.nx != run.nx || map.ny != run.ny || map.values[0] != run.x_min ||
         map.values[1] != run.y_min || map.values[last] != run.x_max ||

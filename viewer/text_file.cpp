@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
 namespace orvel {
@@ -50,6 +51,10 @@ bool find_element(TextFile &file, std::string_view &line) {
 } // namespace
 
 TextFile read_text_file(const std::string &path) {
+    std::error_code ignored;
+    if (std::filesystem::is_other(std::filesystem::status(path, ignored))) { // a pipe would wait
+        input_exit("$$ %s is no regular file. Abort.", path.c_str());
+    }
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> stream(std::fopen(path.c_str(), "rb"),
                                                                   std::fclose);
     protect_input(path);

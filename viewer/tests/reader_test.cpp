@@ -116,6 +116,7 @@ TEST(Kavun, DisagreeingFilesEndTheRun) {
         {"bloch", "bloch_b2.txt", "# 31 31", "# 31 2000000000", "larger than the file"},
         {"bloch", "bloch_b2.txt", "branch:2,", "branch:3,", "not the branch"},
         {"bloch", "bloch_kn.txt", "1: ", "1 ", "eps^2 expected"},
+        {"bloch", "bloch_kav.txt", "1    # branch\n0.", "1    # branch\n1.", "not the eps^2"},
         {"bloch", "bloch_kn.txt", "2: ", "3: ", "do not stand in order"},
         {"bloch", "bloch_kn.txt", "1: 0", "1: 1", "does not list branch 1"},
     };
