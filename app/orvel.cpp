@@ -123,6 +123,7 @@ void mb_job(const std::string &param_file, const std::string &base_name, std::FI
     const std::string keyword = fget_1s(stream, "the job keyword");
     chk_same_as_rank_0(keyword, "The job of the parameter file");
     read_eps_ctrl_params(stream);
+    warn_settings();
     for (const auto &job : jobs) {
         if (keyword == job.keyword) {
             mb_fprintf_stdo(log, "%s", job.title);

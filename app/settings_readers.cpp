@@ -171,6 +171,20 @@ void read_eps_ctrl_params(std::FILE *stream) {
                "Abort.");
 }
 
+void warn_settings() {
+    constexpr double largest_eps = 1e-4;
+    if (epsilon.eigen_eps > largest_eps) {
+        mb_fprintf(stdout, "$$ Warning: eigen_eps = %g costs digits of every result.\n",
+                   epsilon.eigen_eps);
+    }
+    if (epsilon.bc_accuracy <= 0.0) {
+        mb_fprintf(stdout, "$$ Warning: bc_accuracy = %g keeps one branch.\n", epsilon.bc_accuracy);
+    }
+    if (epsilon.intensity_scaling <= 0.0) {
+        mb_fprintf(stdout, "$$ Warning: intensity_scaling = %g.\n", epsilon.intensity_scaling);
+    }
+}
+
 void fprintf_eps_ctrl_params(std::FILE *stream) {
     mb_fprintf(stream, "epsilon.vg_select_flag\t\t%d", epsilon.vg_select_flag);
     mb_fprintf(stream, "\t\t# vg selection for each tilt (1:on, 0:off)\n");

@@ -21,6 +21,9 @@ std::string ini_values();
 // holds it: a line for the latter sets the former. A file that ends inside the block ends the run.
 void read_eps_ctrl_params(std::FILE *stream);
 
+// Tells of settings that leave no result worth the name.
+void warn_settings();
+
 // Lists the integer settings that describe a refinement, one a line with its meaning.
 void fprintf_eps_ctrl_params(std::FILE *stream);
 

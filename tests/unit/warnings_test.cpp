@@ -59,6 +59,7 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
          "of \"0,25\" the first number alone is read."},
         {cbed(of_crystal(al, aniso)), "the displacements of atom 1 are imaginary"},
         {cbed(with(&Conditions::settings, "bc_accuracy = 1\n")), "\"=\" is read as 0."},
+        {cbed(with(&Conditions::settings, "eigen_eps 1e-3\n")), "eigen_eps = 0.001 costs digits"},
         {cbed(with(&Conditions::settings, "bc_accuracy 1 # eigen_eps\n")),
          "the line of bc_accuracy sets eigen_eps."},
         {cbed(with(&Conditions::incidence, "0 0 2\n0 0 1\n2 0 0\n")), "has the common factor 2"},
