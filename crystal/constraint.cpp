@@ -79,7 +79,7 @@ double expression_value(const std::string &expression, const NameIndex &names) {
             token += c;
             continue;
         }
-        if (c == '*' && token.empty()) {
+        if (c == '*' && token.empty() && may_warn()) {
             mb_fprintf(stdout, "$$ Warning: a factor is missing in \"%s\": 0 is taken.\n",
                        expression.c_str());
         }

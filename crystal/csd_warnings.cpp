@@ -4,6 +4,7 @@
 #include "app/run_settings.hpp"
 #include "crystal/atom_positions.hpp"
 #include "crystal/equivalents.hpp"
+#include "input/mb_input.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -32,24 +33,24 @@ bool is_positive(const std::array<double, 6> &beta) {
 
 void warn_site(std::size_t number, const AtomSite &site, double largest_B) {
     constexpr double far = 1000.0; // cell edges
-    if (site.occupancy < 0.0 || site.occupancy > 1.0) {
+    if ((site.occupancy < 0.0 || site.occupancy > 1.0) && may_warn()) {
         mb_fprintf(stdout, "$$ Warning: the occupancy of atom %zu is %g.\n", number,
                    site.occupancy);
     }
-    if (site.B < 0.0 || site.B > largest_B) {
+    if ((site.B < 0.0 || site.B > largest_B) && may_warn()) {
         mb_fprintf(stdout,
                    "$$ Warning: B of atom %zu is %g, beyond the table of absorption, which reaches "
                    "from 0 to %g.\n",
                    number, site.B, largest_B);
     }
-    if (site.bf == 1 && !is_positive(site.beta)) {
+    if (site.bf == 1 && !is_positive(site.beta) && may_warn()) {
         mb_fprintf(stdout,
                    "$$ Warning: the displacements of atom %zu are imaginary in some "
                    "direction.\n",
                    number);
     }
     for (const double x : site.position()) {
-        if (std::fabs(x) > far) {
+        if (std::fabs(x) > far && may_warn()) {
             mb_fprintf(stdout, "$$ Warning: a coordinate of atom %zu is %g cell edges.\n", number,
                        x);
         }

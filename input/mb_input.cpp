@@ -28,18 +28,11 @@ void skip_comment_block(int limit, char *buf, std::FILE *stream) {
     } while (!begins_with(buf, "}COMMENT"));
 }
 
+// Warnings of this run that may_warn let through, and one more when some were kept back.
 constexpr int most_told = 10;
-// Warnings of this run about what is read otherwise than it looks.
 int num_told = 0;
 
-bool may_tell() {
-    if (num_told == most_told) {
-        mb_fprintf(stdout, "$$ Warning: what else is read otherwise than it looks is not told.\n");
-    }
-    return ++num_told <= most_told;
-}
-
-// The number that a token begins with; and whether it is nothing but that.
+// The number that a token begins with, and whether it is nothing but that.
 struct LeadingNumber {
     double value = 0.0;
     bool is_all = false;
@@ -73,7 +66,7 @@ template <std::size_t N> std::array<int, N> fget_integers(std::FILE *stream, con
     for (std::size_t i = 0; i < N; ++i) {
         integers[i] = truncate_to_int(numbers[i]);
         if (numbers[i] - integers[i] != 0.0 && std::fabs(numbers[i] - integers[i]) < 1.0 &&
-            may_tell()) {
+            may_warn()) {
             mb_fprintf(stdout, "$$ Warning: %g is cut to the integer %d.\n", numbers[i],
                        integers[i]);
         }
@@ -176,6 +169,13 @@ std::vector<std::string> tokens_of(const char *line) {
     return tokens;
 }
 
+bool may_warn() {
+    if (num_told == most_told) {
+        mb_fprintf(stdout, "$$ Warning: further ones of this kind are not told.\n");
+    }
+    return ++num_told <= most_told;
+}
+
 void restart_warnings() {
     num_told = 0;
 }
@@ -183,12 +183,12 @@ void restart_warnings() {
 void chk_number_count(int n, const std::string &line) {
     const std::vector<std::string> tokens = tokens_of(line.c_str());
     const int present = static_cast<int>(tokens.size());
-    if (present < n && may_tell()) {
+    if (present < n && may_warn()) {
         mb_fprintf(stdout, "$$ Warning: \"%s\" holds %d of %d numbers; what is missing is 0.\n",
                    line.c_str(), present, n);
     }
     // Behind several numbers of a list others may stand as a remark.
-    if (n == 1 && present > 1 && leading_number(tokens[1]).is_all && may_tell()) {
+    if (n == 1 && present > 1 && leading_number(tokens[1]).is_all && may_warn()) {
         mb_fprintf(stdout, "$$ Warning: of \"%s\" the first number alone is read.\n", line.c_str());
     }
 }
@@ -207,7 +207,7 @@ void close_input(InputFile &stream) {
 
 double to_double(const std::string &token) {
     const LeadingNumber number = leading_number(token);
-    if (!number.is_all && !token.empty() && may_tell()) {
+    if (!number.is_all && !token.empty() && may_warn()) {
         mb_fprintf(stdout, "$$ Warning: \"%s\" is read as %g.\n", token.c_str(), number.value);
     }
     return number.value;
@@ -216,7 +216,7 @@ double to_double(const std::string &token) {
 int to_int(const std::string &token) {
     char *end = nullptr;
     const long value = std::strtol(token.c_str(), &end, 10);
-    if (*end != '\0' && may_tell()) {
+    if (*end != '\0' && may_warn()) {
         mb_fprintf(stdout, "$$ Warning: \"%s\" is read as %ld.\n", token.c_str(), value);
     }
     if (value > std::numeric_limits<int>::max()) {

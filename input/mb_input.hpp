@@ -40,11 +40,14 @@ std::string fget_line(std::FILE *stream, const char *what, int limit = element_l
 // The tokens of a line; a line end at its end belongs to none.
 std::vector<std::string> tokens_of(const char *line);
 
-// What is read otherwise than it looks is told, ten times a run: "$$ Warning: ..." on the console.
-// Tells where a line holds fewer than n numbers or, for n = 1, another one.
-void chk_number_count(int n, const std::string &line);
+// Whether one more warning about single lines, tokens or sites of the input may be written: ten of
+// them are, "$$ Warning: ..." on the console, in each run.
+bool may_warn();
 // A run begins.
 void restart_warnings();
+
+// Warns of a line that holds fewer than n numbers or, for n = 1, another one.
+void chk_number_count(int n, const std::string &line);
 
 // The end of a parameter file that has been read. Tells of a line that is left.
 void close_input(InputFile &stream);
