@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <sys/stat.h>
 
 namespace orvel {
 
@@ -194,9 +195,13 @@ void chk_number_count(int n, const std::string &line) {
 }
 
 void close_input(InputFile &stream) {
+    struct stat status = {};
+    const bool is_file = fstat(fileno(stream), &status) == 0 && S_ISREG(status.st_mode);
     char line[element_limit];
-    while (comment_skip_fgets(element_limit, line, stream) != nullptr) {
-        if (!tokens_of(line).empty()) {
+    // A pipe may have no end, and a comment needs none here.
+    while (is_file && fgets_lf(element_limit, line, stream) != nullptr &&
+           !begins_with(line, "COMMENT{")) {
+        if (line[0] != '#' && line[0] != '%' && !tokens_of(line).empty()) {
             mb_fprintf(stdout, "$$ Warning: \"%s\" and what follows it is not read.\n",
                        rm_cr(line));
             break;
@@ -214,9 +219,8 @@ double to_double(const std::string &token) {
 }
 
 int to_int(const std::string &token) {
-    char *end = nullptr;
-    const long value = std::strtol(token.c_str(), &end, 10);
-    if (*end != '\0' && may_warn()) {
+    const long value = std::strtol(token.c_str(), nullptr, 10);
+    if (static_cast<double>(value) != leading_number(token).value && may_warn()) {
         mb_fprintf(stdout, "$$ Warning: \"%s\" is read as %ld.\n", token.c_str(), value);
     }
     if (value > std::numeric_limits<int>::max()) {

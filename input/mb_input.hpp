@@ -49,7 +49,7 @@ void restart_warnings();
 // Warns of a line that holds fewer than n numbers or, for n = 1, another one.
 void chk_number_count(int n, const std::string &line);
 
-// The end of a parameter file that has been read. Tells of a line that is left.
+// The end of a parameter file that has been read. Warns of a line that is left in it.
 void close_input(InputFile &stream);
 
 // Standard decimal conversions of a token: what is not a number gives 0. Told where the token is

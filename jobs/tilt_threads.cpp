@@ -123,6 +123,7 @@ void solve_steps(const TiltSteps &steps, int threads, const std::function<void(i
         return true;
     };
     if (steps.before[0] > 0) {
+        chk_interrupt(steps.before[0], steps.tilts);
         progress_indicator(0, steps.tilts); // the marks begin anew
     }
     exec_time_forecast(-1, processors);
