@@ -70,8 +70,8 @@ void mb_fflush(std::FILE *stream);
 // Where a file is written until it is closed. Devices and pipes are always written in place.
 enum class Writing { beside, in_place };
 
-// A file that this run reads: it is never opened for writing from here on. Every file that is
-// opened for reading is told here.
+// A file that this run reads, or writes as it goes on (log, checkpoint): open_output never opens it
+// from here on. Every file that is opened for reading is told here.
 void protect_input(const std::string &path);
 
 // Ends the run when the path leads to such a file: "$$ %s is %s, which this run reads. Abort.\n",

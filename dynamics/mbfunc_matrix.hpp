@@ -40,7 +40,7 @@ inline double element_size(complex z) {
 // the sizes size(i, j): it balances by powers of 16 as well, which are not undone either, where
 // the sums of a row and of its column, without the diagonal, differ by so much. Asks with room.
 template <class Size> bool may_be_scaled(int n, Size size) {
-    constexpr double most = 12.0;
+    constexpr double most = 12.0; // of the 16
     for (int i = 0; i < n; ++i) {
         double row = 0.0;
         double column = 0.0;
