@@ -268,7 +268,7 @@ void chk_no_input(const std::string &path) {
     for (const InputId &input : protected_inputs()) {
         struct stat now = {};
         if (input.is(found) && stat(input.path.c_str(), &now) == 0 && input.is(now)) {
-            input_exit("$$ %s is %s, which this run reads. Abort.", path.c_str(),
+            input_exit("$$ %s is %s, which this run reads or writes. Abort.", path.c_str(),
                        input.path.c_str());
         }
     }

@@ -74,8 +74,8 @@ enum class Writing { beside, in_place };
 // from here on. Every file that is opened for reading is told here.
 void protect_input(const std::string &path);
 
-// Ends the run when the path leads to such a file: "$$ %s is %s, which this run reads. Abort.\n",
-// exit status 1.
+// Ends the run when the path leads to such a file, exit status 1:
+// "$$ %s is %s, which this run reads or writes. Abort.\n".
 void chk_no_input(const std::string &path);
 
 // Opens a file for writing, truncating it; a link leads to its target. The stream is null on

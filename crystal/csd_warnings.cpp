@@ -4,10 +4,12 @@
 #include "app/run_settings.hpp"
 #include "crystal/atom_positions.hpp"
 #include "crystal/equivalents.hpp"
+#include "crystal/strct_f.hpp"
 #include "input/mb_input.hpp"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace orvel {
 
@@ -62,23 +64,30 @@ double distance(const Position &p, const Position &q, const Metric &metric) {
     return abs_r_uvw({shift(0), shift(1), shift(2)}, metric);
 }
 
-// Two places that hold more than one atom are too near: positions a little off a special one, or
-// a site that is listed twice. One pair is told.
+// What shares the place of a site's first atom.
+struct Crowd {
+    double occupancy = 0.0;                                    // together
+    std::size_t other = 0;                                     // the site found there last
+    double distance = std::numeric_limits<double>::infinity(); // of its atom, A
+};
+
+// Places that hold more than one atom: positions a little off a special one, or a site that is
+// listed twice. One is told.
 void warn_close_atoms(const Csd &csd) {
     constexpr double nearest = 0.4; // A
     constexpr double most_pairs = 5e7;
     const std::size_t n = csd.sites.size();
     const double pairs =
         static_cast<double>(n) * static_cast<double>(n) * static_cast<double>(csd.group.ops.size());
+    std::vector<Crowd> crowds;
+    for (const AtomSite &site : csd.sites) {
+        crowds.push_back({site.occupancy});
+    }
     for (std::size_t i = 0; i < n; ++i) {
-        const Position first = csd.sites[i].position();
-        const std::vector<Position> images = newpos_sym_op(first, csd.group.ops);
+        const std::vector<Position> images = newpos_sym_op(csd.sites[i].position(), csd.group.ops);
         // Sites by the ten thousand are compared with themselves alone.
         const std::size_t end = pairs < most_pairs ? n : i + 1;
         for (std::size_t k = i; k < end; ++k) {
-            if (csd.sites[i].occupancy + csd.sites[k].occupancy <= 1.01) {
-                continue;
-            }
             const Position other = csd.sites[k].position();
             for (const Position &image : images) {
                 const bool same = k == i && (epsilon.auto_multiplicity_off == 0
@@ -86,12 +95,91 @@ void warn_close_atoms(const Csd &csd) {
                                                  : &image == images.data());
                 const double d = distance(image, other, csd.metric);
                 if (!same && d < nearest) {
-                    mb_fprintf(stdout,
-                               "$$ Warning: atoms of site %zu and site %zu are %g A apart.\n",
-                               i + 1, k + 1, d);
-                    return;
+                    crowds[k] = {crowds[k].occupancy + csd.sites[i].occupancy, i, d};
+                    if (k != i) {
+                        crowds[i] = {crowds[i].occupancy + csd.sites[k].occupancy, k, d};
+                    }
+                    break;
                 }
             }
+        }
+    }
+    const auto crowd = std::find_if(crowds.begin(), crowds.end(), [](const Crowd &c) {
+        return c.occupancy > 1.01 && c.distance < nearest;
+    });
+    if (crowd != crowds.end()) {
+        mb_fprintf(stdout,
+                   "$$ Warning: atoms of site %zu and site %zu are %g A apart, with an occupancy "
+                   "of %g together.\n",
+                   static_cast<std::size_t>(crowd - crowds.begin()) + 1, crowd->other + 1,
+                   crowd->distance, crowd->occupancy);
+    }
+}
+
+// What the operations that leave a site in its place make of its displacements.
+void warn_site_symmetry(std::size_t number, const AtomSite &site, const Csd &csd) {
+    constexpr double visible = 0.01; // of the largest exponent
+    constexpr std::array<Hkl, 6> independent = {
+        {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}, {1, 0, 1}, {0, 1, 1}}};
+    double largest = 0.0;
+    for (const Hkl &g : independent) {
+        largest = std::max(largest, std::fabs(displacement_exponent(g, site)));
+    }
+    const Position place = site.position();
+    for (const SymOp &op : csd.group.ops) {
+        if (judge_two_atom(gen_pos(place, op), place) != 1) {
+            continue;
+        }
+        for (const Hkl &g : independent) {
+            const double change =
+                displacement_exponent(gen_reflex(g, op), site) - displacement_exponent(g, site);
+            if (std::fabs(change) > visible * largest) {
+                if (may_warn()) {
+                    mb_fprintf(stdout,
+                               "$$ Warning: the displacements of atom %zu lack the symmetry of its "
+                               "site.\n",
+                               number);
+                }
+                return;
+            }
+        }
+    }
+}
+
+bool is_forbidden(const Hkl &g, const SpaceGroup &group) {
+    constexpr double visible = 1e-6;
+    const auto extinguishes = [&](const SymOp &op) {
+        const double turns = g.h * op[9] + g.k * op[10] + g.l * op[11];
+        return gen_reflex(g, op) == g && std::fabs(turns - std::round(turns)) > visible;
+    };
+    return extinction_rule(g, group.lattice_type, group.rhombohedral_flag) != 0 ||
+           std::any_of(group.ops.begin(), group.ops.end(), extinguishes);
+}
+
+// Given structure factors that the space group does not have, or that others given before rule out.
+void warn_given_factors(const Csd &csd) {
+    constexpr double visible = 1e-3;
+    ReflectionTable given(std::numeric_limits<int>::max());
+    for (const LowOrderF &entry : csd.low_order) {
+        const Hkl &g = entry.hkl;
+        const complex F = given_part(entry, csd);
+        const double size = std::sqrt(c_norm(F));
+        if (size > visible && is_forbidden(g, csd.group) && may_warn()) {
+            mb_fprintf(stdout,
+                       "$$ Warning: the space group forbids the reflection %d %d %d, whose "
+                       "structure factor is given.\n",
+                       g.h, g.k, g.l);
+        }
+        const int before = search_g_table(g, given);
+        if (before < 0) {
+            stock_fg_tbl_sym(g, F, given, csd.group.ops);
+        } else if (std::sqrt(c_norm(c_sub(given.F[static_cast<std::size_t>(before)], F))) >
+                       visible * size &&
+                   may_warn()) {
+            mb_fprintf(stdout,
+                       "$$ Warning: the structure factor given for %d %d %d does not count: it "
+                       "differs from that of an equivalent before it.\n",
+                       g.h, g.k, g.l);
         }
     }
 }
@@ -102,8 +190,12 @@ void warn_crystal(const Csd &csd) {
     warn_cell(csd);
     for (std::size_t i = 0; i < csd.sites.size(); ++i) {
         warn_site(i + 1, csd.sites[i], csd.bk[i].gm[5]);
+        if (csd.sites[i].bf == 1) {
+            warn_site_symmetry(i + 1, csd.sites[i], csd);
+        }
     }
     warn_close_atoms(csd);
+    warn_given_factors(csd);
 }
 
 } // namespace orvel

@@ -6,8 +6,9 @@
 namespace orvel {
 
 // Tells it on the console, "$$ Warning: ...": a cell without the symmetry of its space group, atoms
-// within each other, occupancies outside 0 to 1, displacements that are none or beyond the table of
-// absorption, coordinates whose phases have no digits left.
+// within each other, occupancies outside 0 to 1, displacements that are none, that lack the
+// symmetry of their site or are beyond the table of absorption, coordinates whose phases have no
+// digits left, given structure factors that the group forbids or that do not count.
 void warn_crystal(const Csd &csd);
 
 } // namespace orvel

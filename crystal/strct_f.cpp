@@ -14,20 +14,12 @@ namespace {
 // Sum over the operations of exp(i phi_k), each weighted by the anisotropic temperature factor
 // where the site has one.
 complex geometric_sum(const Hkl &g, const AtomSite &site, std::span<const SymOp> ops) {
-    const auto &[b11, b22, b33, b12, b13, b23] = site.beta;
     complex sum;
     for (const SymOp &op : ops) {
         const Hkl r = gen_reflex(g, op);
         const double phi = -two_pi * (site.x * r.h + site.y * r.k + site.z * r.l + op[9] * g.h +
                                       op[10] * g.k + op[11] * g.l);
-        double t = 1.0;
-        if (site.bf == 1) {
-            const double h = r.h;
-            const double k = r.k;
-            const double l = r.l;
-            t = std::exp(-(h * h * b11 + k * k * b22 + l * l * b33 + 2.0 * h * k * b12 +
-                           2.0 * k * l * b23 + 2.0 * l * h * b13));
-        }
+        const double t = site.bf == 1 ? std::exp(-displacement_exponent(r, site)) : 1.0;
         sum.re += t * std::cos(phi);
         sum.im += t * std::sin(phi);
     }
@@ -54,6 +46,15 @@ complex core_sum(const Hkl &g, double sq_s, const Csd &csd, const SiteFactors &f
 }
 
 } // namespace
+
+double displacement_exponent(const Hkl &g, const AtomSite &site) {
+    const auto &[b11, b22, b33, b12, b13, b23] = site.beta;
+    const double h = g.h;
+    const double k = g.k;
+    const double l = g.l;
+    return h * h * b11 + k * k * b22 + l * l * b33 + 2.0 * h * k * b12 + 2.0 * k * l * b23 +
+           2.0 * l * h * b13;
+}
 
 complex calc_structure_factor_ph(const Hkl &g, double sq_s, const Csd &csd,
                                  std::span<const double> elastic,
@@ -181,21 +182,25 @@ double calc_F_0_re(const Csd &csd) {
     return F;
 }
 
-complex lofg_to_fg(const LowOrderF &entry, const Csd &csd, double voltage) {
+complex given_part(const LowOrderF &entry, const Csd &csd) {
     switch (csd.lof_type) {
     case 1:
         return entry.total;
     case 2:
-        return c_add(entry.elastic, calc_Fg_inela(entry.hkl, csd, voltage));
+        return entry.elastic;
     case 3:
-    case 4: {
-        const complex given = calc_structure_factor_ph(entry.hkl, squared_s(entry.hkl, csd.metric),
-                                                       csd, entry.elastic_f, entry.inelastic_f);
-        return csd.lof_type == 3 ? given : c_add(given, calc_Fg_inela(entry.hkl, csd, voltage));
-    }
+    case 4:
+        return calc_structure_factor_ph(entry.hkl, squared_s(entry.hkl, csd.metric), csd,
+                                        entry.elastic_f, entry.inelastic_f);
     default:
         input_exit("$$ Invalid lof_type. Abort.");
     }
+}
+
+complex lofg_to_fg(const LowOrderF &entry, const Csd &csd, double voltage) {
+    const complex given = given_part(entry, csd);
+    const bool is_whole = csd.lof_type == 1 || csd.lof_type == 3;
+    return is_whole ? given : c_add(given, calc_Fg_inela(entry.hkl, csd, voltage));
 }
 
 } // namespace orvel

@@ -50,6 +50,9 @@ struct StructureFactorTable {
     SharedFactors overflow;
 };
 
+// -ln T of the anisotropic temperature factor, sum beta_ij h_i h_j.
+double displacement_exponent(const Hkl &g, const AtomSite &site);
+
 // The core sum with given factors per site (A): each site contributes
 // (f + i f') q w T sum_k exp(-2 pi i h.(R_k r + t_k)), T = exp(-B s^2), or the anisotropic
 // temperature factor of each operation's rotated indices inside the sum. sq_s = s^2. A displacement
@@ -84,9 +87,13 @@ complex calc_z_factor(const Hkl &g, const Csd &csd);
 // voltage of the job.
 double calc_F_0_re(const Csd &csd);
 
-// F_g of a given low-order entry, by csd.lof_type: 1 the total F as it stands; 2 the elastic F plus
-// the computed absorptive part; 3 the core sum over the given factors; 4 the same plus the computed
-// absorptive part. Any other: "$$ Invalid lof_type. Abort.", status 1.
+// What the parameter file gives of F_g in a low-order entry, by csd.lof_type: 1 the total F as it
+// stands; 2 the elastic F; 3 and 4 the core sum over the given factors. Any other:
+// "$$ Invalid lof_type. Abort.", status 1.
+complex given_part(const LowOrderF &entry, const Csd &csd);
+
+// F_g of a given low-order entry: the given part, in types 2 and 4 plus the computed absorptive
+// part.
 complex lofg_to_fg(const LowOrderF &entry, const Csd &csd, double voltage);
 
 } // namespace orvel

@@ -209,12 +209,16 @@ void solve_pattern(PatternRun &run) {
         const int kept_before = b == 0     ? run.problem.sd.beams.size()
                                 : in_order ? run.kept[run.solver.block(b - 1).front().first]
                                            : count_not_found;
-        run.solver.solve_block(b, kept_before, run.slots[slot], take);
-        if (slot == 0) {
-            // Before another rank tells of the same signal.
-            chk_interrupt(steps.before[step], steps.tilts);
-            run.ranks.take_arrived(num_values, take);
-        }
+        int done = steps.before[step];
+        const auto take_solved = [&](int p, int kept, std::span<const double> values) {
+            take(p, kept, values);
+            if (slot == 0) {
+                // Before another rank tells of the same signal.
+                chk_interrupt(done++, steps.tilts);
+                run.ranks.take_arrived(num_values, take);
+            }
+        };
+        run.solver.solve_block(b, kept_before, run.slots[slot], take_solved);
     };
     solve_steps(steps, static_cast<int>(run.slots.size()), solve,
                 [&] { run.ranks.gather(num_values, steps.tilts, take); });
@@ -231,14 +235,14 @@ void solve_share(const TiltProblem &problem, std::span<const SymOp> ops, bool co
     }
     std::vector<PatternSlot> slots = alloc_slots(solver, steps.tilts);
     TiltRanks to_rank_0;
-    const auto give = [&](int i, int kept, std::span<const double> values) {
-        to_rank_0.give(share.points[i], kept, values);
-    };
     const auto solve = [&](int slot, int b) {
+        const auto give = [&](int i, int kept, std::span<const double> values) {
+            to_rank_0.give(share.points[i], kept, values);
+            if (slot == 0) {
+                to_rank_0.send_given();
+            }
+        };
         solver.solve_block(b, count_not_found, slots[slot], give);
-        if (slot == 0) {
-            to_rank_0.send_given();
-        }
     };
     solve_steps(steps, static_cast<int>(slots.size()), solve, [&] { to_rank_0.flush(); });
 }

@@ -204,6 +204,10 @@ void report_tilt_symmetry(const TiltSymmetry &symmetry, std::FILE *log) {
         "$$ tilt_symmetry: %zu of %zu tilts are solved (%zu operations, %d of them lead "
         "from tilt to tilt).\n",
         symmetry.orbits.size(), tilts, symmetry.operations.size(), symmetry.num_used);
+    if (epsilon.bc_accuracy != 1.0 && symmetry.orbits.size() < tilts) {
+        mb_fprintf_stdo(log, "$$ tilt_symmetry: bc_accuracy is not 1: others are solved too where "
+                             "it does not settle the kept branches.\n");
+    }
 }
 
 BeamSelection selection_of(const WorkCalInt &work) {

@@ -52,7 +52,7 @@ TiltSymmetry find_tilt_symmetry(const TiltProblem &problem, std::span<const SymO
 TiltSymmetry trace_reflections(std::vector<TiltOperation> operations, std::vector<TiltOrbit> orbits,
                                const std::vector<int> &reflections);
 
-// One line to log and console: points that are solved, and operations.
+// To log and console: points that are solved, and operations; whether there may be more.
 void report_tilt_symmetry(const TiltSymmetry &symmetry, std::FILE *log);
 
 // Exact and Bethe beams of a tilt, positions in the beam list, each ascending.

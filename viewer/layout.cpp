@@ -41,7 +41,8 @@ DiscLayout lay_out_discs(const CbedRun &run) {
         layout.high.y = std::max(layout.high.y, centre.y + half_y);
         if (!((layout.high.x - layout.low.x) * (layout.high.y - layout.low.y) < most_samples) ||
             !std::isfinite(centre.x) || !std::isfinite(centre.y)) {
-            input_exit("$$ %s: reflection %d %d %d stands at %g %g, outside any pattern. Abort.",
+            input_exit("$$ %s: reflection %d %d %d stands at %g %g samples, too far off for "
+                       "one picture. Abort.",
                        run.images.front().file.c_str(), r.hkl.h, r.hkl.k, r.hkl.l, r.x, r.y);
         }
     }

@@ -31,6 +31,17 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
         "SITE{\nAl\n0\n0\n0\nANISO\n0.01\n-0.005\n0.01\n0\n0\n0\n1\n1\n}SITE\n";
     CrystalText growing = aluminium;
     growing.low_order = "1\n1\n2 0 0\n3\n50\n"; // lof_type 1: F of 200 with a strange F''
+    CrystalText forbidden = aluminium;
+    forbidden.low_order = "1\n1\n1 0 0\n3\n0\n";
+    CrystalText glide = {"", "136\n4.594\n4.594\n2.959\n90\n90\n90\n",
+                         "1\n" + iso_site("Ti", "0\n0\n0\n", 0.5), "1\n2\n1 0 0\n3\n0\n"};
+    CrystalText twice = aluminium;
+    twice.low_order = "2\n1\n2 0 0\n3\n0.1\n0 -2 0\n3.1\n0.1\n";
+    CrystalText agreed = aluminium;
+    agreed.low_order = "2\n1\n2 0 0\n3\n0.1\n0 -2 0\n3\n0.1\n";
+    const std::string oblong =
+        "SITE{\nAl\n0\n0\n0\nANISO\n0.01\n0.01\n0.02\n0\n0\n0\n1\n1\n}SITE\n";
+    const std::string half = "SITE{\nAl\n0\n0\n0\nISO\n0.5\n0.5\n1\n}SITE\n";
     Conditions far = of_crystal(al, iso_site("Al", "1e308\n0\n0\n", 0.5));
     far.beams = "2\n100 1.0 0 0\n0.05 0.1 10000\n";
     const struct {
@@ -58,6 +69,18 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
         {cbed(of_crystal(al, iso_site("Al", "0,25\n0\n0\n", 0.5))),
          "of \"0,25\" the first number alone is read."},
         {cbed(of_crystal(al, aniso)), "the displacements of atom 1 are imaginary"},
+        {cbed(of_crystal(al, oblong)), "the displacements of atom 1 lack the symmetry"},
+        {cbed(with(&Conditions::crystal, CrystalText{"", al, "2\n" + half + half}.block())),
+         nullptr},
+        {cbed(with(&Conditions::crystal, CrystalText{"", al, "3\n" + half + half + half}.block())),
+         "atoms of site 1 and site 3 are 0 A apart, with an occupancy of 1.5 together."},
+        {cbed(with(&Conditions::crystal, forbidden.block())),
+         "the space group forbids the reflection 1 0 0, whose structure factor is given."},
+        {cbed(with(&Conditions::crystal, glide.block())), "forbids the reflection 1 0 0,"},
+        {cbed(with(&Conditions::crystal, twice.block())),
+         "the structure factor given for 0 -2 0 does not count"},
+        {cbed(with(&Conditions::crystal, agreed.block())), nullptr},
+        {cbed(of_crystal(al, iso_site("Al", "0\n2*own CST own\n0\n", 0.5))), "refers to itself"},
         {cbed(with(&Conditions::settings, "bc_accuracy = 1\n")), "\"=\" is read as 0."},
         {cbed(with(&Conditions::settings, "eigen_eps 1e-3\n")), "eigen_eps = 0.001 costs digits"},
         {cbed(with(&Conditions::settings, "bc_accuracy 1 # eigen_eps\n")),
