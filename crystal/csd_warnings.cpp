@@ -156,30 +156,37 @@ bool is_forbidden(const Hkl &g, const SpaceGroup &group) {
            std::any_of(group.ops.begin(), group.ops.end(), extinguishes);
 }
 
-// Given structure factors that the space group does not have, or that others given before rule out.
+// Given structure factors that the space group does not have, that others given before rule out, or
+// that the table of low_order_table has no room for.
 void warn_given_factors(const Csd &csd) {
     constexpr double visible = 1e-3;
-    ReflectionTable given(std::numeric_limits<int>::max());
+    ReflectionTable given;
     for (const LowOrderF &entry : csd.low_order) {
         const Hkl &g = entry.hkl;
         const complex F = given_part(entry, csd);
-        const double size = std::sqrt(c_norm(F));
-        if (size > visible && is_forbidden(g, csd.group) && may_warn()) {
+        if (c_abs(F) > visible && is_forbidden(g, csd.group) && may_warn()) {
             mb_fprintf(stdout,
                        "$$ Warning: the space group forbids the reflection %d %d %d, whose "
                        "structure factor is given.\n",
                        g.h, g.k, g.l);
         }
         const int before = search_g_table(g, given);
-        if (before < 0) {
-            stock_fg_tbl_sym(g, F, given, csd.group.ops);
-        } else if (std::sqrt(c_norm(c_sub(given.F[static_cast<std::size_t>(before)], F))) >
-                       visible * size &&
-                   may_warn()) {
+        if (before >= 0 && c_abs(c_sub(given.F[before], F)) > visible * c_abs(F) && may_warn()) {
             mb_fprintf(stdout,
                        "$$ Warning: the structure factor given for %d %d %d does not count: it "
                        "differs from that of an equivalent before it.\n",
                        g.h, g.k, g.l);
+        }
+        stock_fg_tbl_sym(g, F, given, csd.group.ops);
+        const auto is_known = [&](const SymOp &op) {
+            return search_g_table(gen_reflex(g, op), given) >= 0;
+        };
+        if (!std::all_of(csd.group.ops.begin(), csd.group.ops.end(), is_known)) {
+            mb_fprintf(stdout,
+                       "$$ Warning: structure factors given from %d %d %d on do not count: with "
+                       "their equivalents they are more than %d.\n",
+                       g.h, g.k, g.l, given.capacity);
+            return;
         }
     }
 }

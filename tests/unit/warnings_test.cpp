@@ -39,6 +39,11 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
     twice.low_order = "2\n1\n2 0 0\n3\n0.1\n0 -2 0\n3.1\n0.1\n";
     CrystalText agreed = aluminium;
     agreed.low_order = "2\n1\n2 0 0\n3\n0.1\n0 -2 0\n3\n0.1\n";
+    CrystalText many = aluminium; // general reflections, each with 47 equivalents
+    many.low_order = "21\n1\n";
+    for (int l = 9; l <= 49; l += 2) {
+        many.low_order += "1 5 " + std::to_string(l) + "\n0\n0\n";
+    }
     const std::string oblong =
         "SITE{\nAl\n0\n0\n0\nANISO\n0.01\n0.01\n0.02\n0\n0\n0\n1\n1\n}SITE\n";
     const std::string half = "SITE{\nAl\n0\n0\n0\nISO\n0.5\n0.5\n1\n}SITE\n";
@@ -80,6 +85,9 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
         {cbed(with(&Conditions::crystal, twice.block())),
          "the structure factor given for 0 -2 0 does not count"},
         {cbed(with(&Conditions::crystal, agreed.block())), nullptr},
+        {cbed(with(&Conditions::crystal, many.block())),
+         "structure factors given from 1 5 49 on do not count: with their equivalents they are "
+         "more than 1000."},
         {cbed(of_crystal(al, iso_site("Al", "0\n2*own CST own\n0\n", 0.5))), "refers to itself"},
         {cbed(with(&Conditions::settings, "bc_accuracy = 1\n")), "\"=\" is read as 0."},
         {cbed(with(&Conditions::settings, "eigen_eps 1e-3\n")), "eigen_eps = 0.001 costs digits"},
