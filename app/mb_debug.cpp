@@ -31,7 +31,9 @@ std::atomic<int> steps_in_all = 0;
 
 extern "C" void note_interrupt(int signal) {
     interrupted = true;
-    std::signal(signal, SIG_DFL);
+    if (signal != SIGXCPU) { // which the system sends again each second
+        std::signal(signal, SIG_DFL);
+    }
 }
 
 // Processor time, or the time of day for several threads, in seconds, read in whole milliseconds.

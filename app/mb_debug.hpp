@@ -20,7 +20,7 @@ void progress_indicator(int i, int n);
 
 // From now on SIGINT, SIGTERM, SIGHUP and SIGXCPU (the soft limit of processor time), where they
 // are not ignored, end the run when it next looks for them, without half a file; a second one of a
-// kind ends it at once.
+// kind, but for SIGXCPU, ends it at once.
 void catch_interrupts();
 
 // Ends the run when an interrupt has come: "\n$$ Interrupted after %d of %d steps. Abort.\n", exit

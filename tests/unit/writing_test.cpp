@@ -1,4 +1,5 @@
 // Results stand under their names when complete or not at all.
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "jobs/mb_sim_output.hpp"
 
@@ -10,6 +11,7 @@
 #include <atomic>
 #include <bit>
 #include <cmath>
+#include <csignal>
 #include <random>
 #include <sys/stat.h>
 #include <thread>
@@ -185,6 +187,18 @@ TEST(Interrupt, TellsHowFarTheRunCame) {
             EXPECT_NE(file.path().extension(), ".part");
         }
     }
+}
+
+TEST(Interrupt, ComesAgain) {
+    const auto twice = [](int signal) {
+        catch_interrupts();
+        raise(signal);
+        raise(signal);
+        chk_interrupt(3, 7);
+    };
+    EXPECT_EXIT(twice(SIGTERM), testing::KilledBySignal(SIGTERM), "");
+    // The system does so each second.
+    EXPECT_EXIT(twice(SIGXCPU), testing::ExitedWithCode(1), "");
 }
 
 TEST(Writing, ThreadsEndTheRunOneAfterTheOther) {
