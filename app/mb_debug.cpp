@@ -77,8 +77,9 @@ void dbg_dump_complexmat(int flag, const char *title, int n, const complex *cons
 void catch_interrupts() {
     interrupted = false;
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGXCPU}) {
-        if (std::signal(signal, note_interrupt) == SIG_IGN) {
-            std::signal(signal, SIG_IGN);
+        struct sigaction before = {};
+        if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+            std::signal(signal, note_interrupt);
         }
     }
 }

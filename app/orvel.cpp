@@ -147,6 +147,7 @@ int run_orvel(int argc, char **argv) {
     read_ini_file();
     chk_same_as_rank_0(ini_values(), "orvel.ini");
     const std::string param_file = parameter_file_name(argc, argv);
+    catch_interrupts(); // from the first file on; the question for a name ends at once
     chk_name_length(param_file);
     chk_every_rank_can_read(param_file);
     const std::string base_name = base_name_of(param_file);
@@ -159,7 +160,6 @@ int run_orvel(int argc, char **argv) {
     mb_fprintf(log, "%s\n", version_text);
     opening_title_log(log);
     mb_fprintf_stdo(log, "parameter_file: %s\n", param_file.c_str());
-    catch_interrupts();
     mb_job(param_file, base_name, log);
 
     ending_title(log);
