@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace orvel {
 
@@ -54,6 +55,10 @@ private:
     bool entries_valid_ = false;
 };
 
+bool is_name(const std::string &token) {
+    return !token.empty() && !(token[0] >= '0' && token[0] <= '9');
+}
+
 double token_value(const std::string &token, const NameIndex &names) {
     if (token.empty()) {
         return 0.0;
@@ -61,38 +66,40 @@ double token_value(const std::string &token, const NameIndex &names) {
     if (token.size() > max_token) {
         mb_error_exit(stdout, "%s too long", token.c_str());
     }
-    if (token[0] >= '0' && token[0] <= '9') {
-        return to_double(token);
+    return is_name(token) ? names.value(token) : to_double(token);
+}
+
+// Calls visit(token, operation) for each token and the "*", "+" or "-" after it, 0 after the last.
+template <class Visit> void for_each_token(const std::string &expression, Visit visit) {
+    std::string token;
+    for (const char c : expression) {
+        if (c == '*' || c == '+' || c == '-') {
+            visit(token, c);
+            token.clear();
+        } else if (c != ' ' && c != '=') {
+            token += c;
+        }
     }
-    return names.value(token);
+    visit(token, '\0');
 }
 
 double expression_value(const std::string &expression, const NameIndex &names) {
     double sum = 0.0;
     double factor = 1.0;
-    std::string token;
-    for (const char c : expression) {
-        if (c == ' ' || c == '=') {
-            continue;
-        }
-        if (c != '*' && c != '+' && c != '-') {
-            token += c;
-            continue;
-        }
-        if (c == '*' && token.empty() && may_warn()) {
+    for_each_token(expression, [&](const std::string &token, char operation) {
+        if (operation == '*' && token.empty() && may_warn()) {
             mb_fprintf(stdout, "$$ Warning: a factor is missing in \"%s\": 0 is taken.\n",
                        expression.c_str());
         }
         const double value = token_value(token, names);
-        token.clear();
-        if (c == '*') {
+        if (operation == '*') {
             factor *= value;
         } else {
             sum += value * factor;
-            factor = c == '+' ? 1.0 : -1.0;
+            factor = operation == '+' ? 1.0 : -1.0;
         }
-    }
-    return sum + token_value(token, names) * factor;
+    });
+    return sum;
 }
 
 // The visitor that gives each constrained parameter its value.
@@ -133,6 +140,16 @@ void constraint_csd_lofg(Csd &csd) {
 
 double constraint_value_csd(const std::string &expression, const Csd &csd) {
     return expression_value(expression, NameIndex(csd));
+}
+
+std::vector<std::string> constraint_names(const std::string &expression) {
+    std::vector<std::string> names;
+    for_each_token(expression, [&](const std::string &token, char) {
+        if (is_name(token)) {
+            names.push_back(token);
+        }
+    });
+    return names;
 }
 
 double val_trans_csd(const std::string &token, const Csd &csd) {

@@ -23,4 +23,7 @@ double constraint_value_csd(const std::string &expression, const Csd &csd);
 double val_trans_csd(const std::string &token, const Csd &csd);
 double val_search_csd(const std::string &name, const Csd &csd);
 
+// The names that an expression refers to, in its order.
+std::vector<std::string> constraint_names(const std::string &expression);
+
 } // namespace orvel

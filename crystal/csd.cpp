@@ -131,40 +131,6 @@ std::vector<double> parameter_values(const Csd &csd) {
     return values;
 }
 
-// The first resolution. A value that stays nan when all constrained ones begin so was taken before
-// it was there; the format has 0 for it.
-void resolve_constraints(Csd &csd) {
-    const auto begin_with = [&csd](double start) {
-        const auto set = [start](FitPar &par, double &value) {
-            if (par.flag == -1) {
-                value = par.value = start;
-            }
-        };
-        visit_cell_parameters(csd, set);
-        visit_site_parameters(csd, set);
-        visit_low_order_parameters(csd, set);
-    };
-    begin_with(std::nan(""));
-    constraint_csd(csd);
-    const FitPar *first = nullptr;
-    const auto find = [&first](const FitPar &par, const double &value) {
-        if (first == nullptr && par.flag == -1 && std::isnan(value)) {
-            first = &par;
-        }
-    };
-    visit_cell_parameters(csd, find);
-    visit_site_parameters(csd, find);
-    visit_low_order_parameters(csd, find);
-    if (first != nullptr) {
-        mb_fprintf(stdout,
-                   "$$ Warning: the constraint \"%s\" refers to itself or to one that is resolved "
-                   "after it: 0 is taken.\n",
-                   first->value_text.c_str());
-        begin_with(0.0);
-        constraint_csd(csd);
-    }
-}
-
 // Refuses what no calculation can use; the geometry behind it takes every cell as it comes.
 void check_crystal(const Csd &csd) {
     const auto check = [](const FitPar &par, const double &value) {
@@ -208,7 +174,7 @@ Csd input_csd_cstr(std::FILE *stream, const std::string &base_name) {
     read_low_order_block(stream, csd);
     chk_data("}CRYSTAL_STRUCTURE_DATA", stream);
 
-    resolve_constraints(csd);
+    constraint_csd(csd);
     csd.metric = bravai(csd.cell);
     check_crystal(csd);
     atom_multiplicity(csd.sites, csd.group.ops);

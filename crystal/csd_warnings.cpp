@@ -3,22 +3,27 @@
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
 #include "crystal/atom_positions.hpp"
+#include "crystal/constraint.hpp"
+#include "crystal/csd_parameters.hpp"
 #include "crystal/equivalents.hpp"
 #include "crystal/strct_f.hpp"
 #include "input/mb_input.hpp"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <unordered_map>
+#include <utility>
 
 namespace orvel {
 
 namespace {
 
+constexpr double visible_change = 1e-3; // of a length, of a structure factor
+
 void warn_cell(const Csd &csd) {
-    constexpr double visible = 1e-3; // change of a length
-    if (std::any_of(csd.group.ops.begin(), csd.group.ops.end(),
-                    [&](const SymOp &op) { return !keeps_lengths(op, csd.metric, visible); })) {
+    if (std::any_of(csd.group.ops.begin(), csd.group.ops.end(), [&](const SymOp &op) {
+            return !keeps_lengths(op, csd.metric, visible_change);
+        })) {
         mb_fprintf(stdout, "$$ Warning: the cell lacks the symmetry of its space group: "
                            "reflections of different length are taken as equivalent.\n");
     }
@@ -33,17 +38,26 @@ bool is_positive(const std::array<double, 6> &beta) {
     return b11 >= 0.0 && b22 >= 0.0 && b33 >= 0.0 && minor >= 0.0 && determinant >= 0.0;
 }
 
-void warn_site(std::size_t number, const AtomSite &site, double largest_B) {
+void warn_site(std::size_t number, const AtomSite &site, const BkTable &table) {
     constexpr double far = 1000.0; // cell edges
     if ((site.occupancy < 0.0 || site.occupancy > 1.0) && may_warn()) {
         mb_fprintf(stdout, "$$ Warning: the occupancy of atom %zu is %g.\n", number,
                    site.occupancy);
     }
-    if ((site.B < 0.0 || site.B > largest_B) && may_warn()) {
+    const double least_B = table.gm[0];
+    const double largest_B = table.gm[5];
+    if (site.B > largest_B && may_warn()) {
         mb_fprintf(stdout,
-                   "$$ Warning: B of atom %zu is %g, beyond the table of absorption, which reaches "
-                   "from 0 to %g.\n",
+                   "$$ Warning: B of atom %zu is %g, beyond the table of absorption, which ends at "
+                   "%g.\n",
                    number, site.B, largest_B);
+    }
+    // An atom that does not move absorbs nothing.
+    if (site.B < least_B && site.B != 0.0 && may_warn()) {
+        mb_fprintf(stdout,
+                   "$$ Warning: B of atom %zu is %g, below the table of absorption, which begins "
+                   "at %g: none is taken.\n",
+                   number, site.B, least_B);
     }
     if (site.bf == 1 && !is_positive(site.beta) && may_warn()) {
         mb_fprintf(stdout,
@@ -64,55 +78,60 @@ double distance(const Position &p, const Position &q, const Metric &metric) {
     return abs_r_uvw({shift(0), shift(1), shift(2)}, metric);
 }
 
-// What shares the place of a site's first atom.
+// The atoms within a small distance of a site's first one, itself among them.
 struct Crowd {
-    double occupancy = 0.0;                                    // together
-    std::size_t other = 0;                                     // the site found there last
-    double distance = std::numeric_limits<double>::infinity(); // of its atom, A
+    double occupancy = 0.0;   // together
+    std::size_t farthest = 0; // site of the farthest of them
+    double distance = 0.0;    // of that one, A
 };
+
+Crowd atoms_around(std::size_t site, std::size_t begin, std::size_t end, const Csd &csd) {
+    constexpr double nearest = 0.4; // A
+    const Position place = csd.sites[site].position();
+    Crowd crowd = {0.0, site, 0.0};
+    for (std::size_t i = begin; i < end; ++i) {
+        std::vector<Position> near;
+        for (const SymOp &op : csd.group.ops) {
+            const Position image = gen_pos(csd.sites[i].position(), op);
+            if (distance(image, place, csd.metric) < nearest) {
+                near.push_back(image);
+            }
+        }
+        if (epsilon.auto_multiplicity_off == 0) {
+            special_pos_check(near);
+        }
+        for (const Position &image : near) {
+            crowd.occupancy += csd.sites[i].occupancy;
+            const double d = distance(image, place, csd.metric);
+            if (d >= crowd.distance) {
+                crowd.farthest = i;
+                crowd.distance = d;
+            }
+        }
+    }
+    return crowd;
+}
 
 // Places that hold more than one atom: positions a little off a special one, or a site that is
 // listed twice. One is told.
 void warn_close_atoms(const Csd &csd) {
-    constexpr double nearest = 0.4; // A
-    constexpr double most_pairs = 5e7;
+    constexpr double most_pairs = 1e7;
     const std::size_t n = csd.sites.size();
     const double pairs =
         static_cast<double>(n) * static_cast<double>(n) * static_cast<double>(csd.group.ops.size());
-    std::vector<Crowd> crowds;
-    for (const AtomSite &site : csd.sites) {
-        crowds.push_back({site.occupancy});
-    }
+    // Sites by the ten thousand are compared with themselves alone.
+    const bool with_others = pairs < most_pairs;
     for (std::size_t i = 0; i < n; ++i) {
-        const std::vector<Position> images = newpos_sym_op(csd.sites[i].position(), csd.group.ops);
-        // Sites by the ten thousand are compared with themselves alone.
-        const std::size_t end = pairs < most_pairs ? n : i + 1;
-        for (std::size_t k = i; k < end; ++k) {
-            const Position other = csd.sites[k].position();
-            for (const Position &image : images) {
-                const bool same = k == i && (epsilon.auto_multiplicity_off == 0
-                                                 ? judge_two_atom(image, other) == 1
-                                                 : &image == images.data());
-                const double d = distance(image, other, csd.metric);
-                if (!same && d < nearest) {
-                    crowds[k] = {crowds[k].occupancy + csd.sites[i].occupancy, i, d};
-                    if (k != i) {
-                        crowds[i] = {crowds[i].occupancy + csd.sites[k].occupancy, k, d};
-                    }
-                    break;
-                }
-            }
+        const Crowd crowd =
+            with_others ? atoms_around(i, 0, n, csd) : atoms_around(i, i, i + 1, csd);
+        // A single atom with such an occupancy is told by itself.
+        if (crowd.occupancy > std::max(1.01, csd.sites[i].occupancy)) {
+            mb_fprintf(stdout,
+                       "$$ Warning: atoms of site %zu and site %zu are %g A apart, with an "
+                       "occupancy of %g together.\n",
+                       i + 1, crowd.farthest + 1, crowd.distance, crowd.occupancy);
+            return;
         }
-    }
-    const auto crowd = std::find_if(crowds.begin(), crowds.end(), [](const Crowd &c) {
-        return c.occupancy > 1.01 && c.distance < nearest;
-    });
-    if (crowd != crowds.end()) {
-        mb_fprintf(stdout,
-                   "$$ Warning: atoms of site %zu and site %zu are %g A apart, with an occupancy "
-                   "of %g together.\n",
-                   static_cast<std::size_t>(crowd - crowds.begin()) + 1, crowd->other + 1,
-                   crowd->distance, crowd->occupancy);
     }
 }
 
@@ -156,22 +175,50 @@ bool is_forbidden(const Hkl &g, const SpaceGroup &group) {
            std::any_of(group.ops.begin(), group.ops.end(), extinguishes);
 }
 
-// Given structure factors that the space group does not have, that others given before rule out, or
-// that the table of low_order_table has no room for.
+// A potential has both of a Friedel pair, and its elastic part is real.
+void warn_friedel_mate(const LowOrderF &entry, const ReflectionTable &given, const Csd &csd) {
+    const Hkl &g = entry.hkl;
+    const Hkl mate = {-g.h, -g.k, -g.l};
+    const int at_mate = search_g_table(mate, given);
+    if (at_mate < 0 && may_warn()) {
+        mb_fprintf(stdout,
+                   "$$ Warning: a structure factor is given for %d %d %d, but none for %d %d %d, "
+                   "which keeps that of the tables.\n",
+                   g.h, g.k, g.l, mate.h, mate.k, mate.l);
+    }
+    const complex F = given.F[search_g_table(g, given)];
+    if (at_mate >= 0 && csd.lof_type == 2 &&
+        c_abs(c_sub(given.F[at_mate], c_conj(F))) > visible_change * c_abs(F) && may_warn()) {
+        mb_fprintf(stdout,
+                   "$$ Warning: the elastic structure factors of %d %d %d and %d %d %d are not "
+                   "conjugate: no real potential has them.\n",
+                   g.h, g.k, g.l, mate.h, mate.k, mate.l);
+    }
+}
+
+// Given structure factors that the space group does not have, that others given before rule out,
+// that the table of low_order_table has no room for, or that no atoms have.
 void warn_given_factors(const Csd &csd) {
-    constexpr double visible = 1e-3;
     ReflectionTable given;
+    const double F_0 = calc_F_0_re(csd);
     for (const LowOrderF &entry : csd.low_order) {
         const Hkl &g = entry.hkl;
         const complex F = given_part(entry, csd);
-        if (c_abs(F) > visible && is_forbidden(g, csd.group) && may_warn()) {
+        if (c_abs(F) > F_0 && g != Hkl{} && may_warn()) {
+            mb_fprintf(stdout,
+                       "$$ Warning: the structure factor given for %d %d %d is larger than that of "
+                       "0 0 0, %g A.\n",
+                       g.h, g.k, g.l, F_0);
+        }
+        if (c_abs(F) > visible_change && is_forbidden(g, csd.group) && may_warn()) {
             mb_fprintf(stdout,
                        "$$ Warning: the space group forbids the reflection %d %d %d, whose "
                        "structure factor is given.\n",
                        g.h, g.k, g.l);
         }
         const int before = search_g_table(g, given);
-        if (before >= 0 && c_abs(c_sub(given.F[before], F)) > visible * c_abs(F) && may_warn()) {
+        if (before >= 0 && c_abs(c_sub(given.F[before], F)) > visible_change * c_abs(F) &&
+            may_warn()) {
             mb_fprintf(stdout,
                        "$$ Warning: the structure factor given for %d %d %d does not count: it "
                        "differs from that of an equivalent before it.\n",
@@ -189,6 +236,53 @@ void warn_given_factors(const Csd &csd) {
             return;
         }
     }
+    for (const LowOrderF &entry : csd.low_order) {
+        warn_friedel_mate(entry, given, csd);
+    }
+}
+
+// Constraints that take a value before it is there, or one of several by its name. One of each kind
+// is told.
+void warn_constraints(const Csd &csd) {
+    struct Named {
+        std::size_t place = 0; // in resolution order, of the first
+        bool is_constrained = false;
+        int count = 0;
+    };
+    std::unordered_map<std::string, Named> by_name;
+    const auto visit_all = [&csd](auto visit) {
+        std::size_t place = 0;
+        const auto numbered = [&](const FitPar &par, const double &) { visit(par, place++); };
+        visit_cell_parameters(csd, numbered);
+        visit_site_parameters(csd, numbered);
+        visit_low_order_parameters(csd, numbered);
+    };
+    visit_all([&](const FitPar &par, std::size_t place) {
+        Named &named = by_name.try_emplace(par.name, Named{place, par.flag == -1}).first->second;
+        ++named.count;
+    });
+    bool early = false;
+    bool ambiguous = false;
+    visit_all([&](const FitPar &par, std::size_t place) {
+        if (par.flag != -1) {
+            return;
+        }
+        for (const std::string &name : constraint_names(par.value_text)) {
+            const Named &named = by_name[name];
+            if (named.count > 1 && !std::exchange(ambiguous, true)) {
+                mb_fprintf(stdout,
+                           "$$ Warning: the constraint \"%s\" refers to the first of %d parameters "
+                           "of the name %s.\n",
+                           par.value_text.c_str(), named.count, name.c_str());
+            }
+            if (named.is_constrained && named.place >= place && !std::exchange(early, true)) {
+                mb_fprintf(stdout,
+                           "$$ Warning: the constraint \"%s\" refers to itself or to one that is "
+                           "resolved after it: 0 is taken.\n",
+                           par.value_text.c_str());
+            }
+        }
+    });
 }
 
 } // namespace
@@ -196,12 +290,13 @@ void warn_given_factors(const Csd &csd) {
 void warn_crystal(const Csd &csd) {
     warn_cell(csd);
     for (std::size_t i = 0; i < csd.sites.size(); ++i) {
-        warn_site(i + 1, csd.sites[i], csd.bk[i].gm[5]);
+        warn_site(i + 1, csd.sites[i], csd.bk[i]);
         if (csd.sites[i].bf == 1) {
             warn_site_symmetry(i + 1, csd.sites[i], csd);
         }
     }
     warn_close_atoms(csd);
+    warn_constraints(csd);
     warn_given_factors(csd);
 }
 

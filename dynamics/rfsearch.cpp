@@ -24,25 +24,34 @@ struct Thresholds {
     double xigmax = 0.0;
 };
 
-// Index bounds of the sphere, refused where the box around it is too large to go through.
+double points_of_box(const Hkl &m) {
+    return (2.0 * m.h + 1.0) * (2.0 * m.k + 1.0) * (2.0 * m.l + 1.0);
+}
+
+// Index bounds of the search, refused where the box is too large to go through.
 Hkl search_box(double g_max, const Metric &metric) {
     const Hkl m = evaluate_hklmax(g_max, metric);
-    const double points = (2.0 * m.h + 1.0) * (2.0 * m.k + 1.0) * (2.0 * m.l + 1.0);
-    if (points > search_box_limit) {
+    if (points_of_box(m) > search_box_limit) {
         input_exit("$$ g_max = %g [1/A] asks for a search among %.3g reflections (at most %.3g). "
                    "Abort.",
-                   g_max, points, search_box_limit);
+                   g_max, points_of_box(m), search_box_limit);
     }
     return m;
 }
 
-// Calls visit(g) for every non-extinct g but 000 of the box that admits(g); ends the run when a
-// list is full after it.
+// Index bounds of the sphere, which are wider where reciprocal axes are not at right angles: a
+// plane of constant h lies h/a from the origin.
+Hkl sphere_box(double g_max, const Metric &metric) {
+    const auto bound = [&](const Uvw &axis, int searched) {
+        return std::max(searched, truncate_to_int(g_max * abs_uvw(axis, metric)));
+    };
+    const Hkl m = evaluate_hklmax(g_max, metric);
+    return {bound({1, 0, 0}, m.h), bound({0, 1, 0}, m.k), bound({0, 0, 1}, m.l)};
+}
+
+// Calls visit(g) for every non-extinct g but 000 of the box that admits(g), until it returns false.
 template <class Admits, class Visit>
-void go_through(const BeamSearch &search, const Csd &csd, FoundBeams &found, Admits admits,
-                Visit visit) {
-    const Hkl m = search_box(search.g_max, csd.metric);
-    int candidates = 0;
+void go_through(const Hkl &m, const Csd &csd, Admits admits, Visit visit) {
     for (int h = -m.h; h <= m.h; ++h) {
         chk_interrupt(h + m.h, 2 * m.h + 1);
         for (int k = -m.k; k <= m.k; ++k) {
@@ -52,21 +61,67 @@ void go_through(const BeamSearch &search, const Csd &csd, FoundBeams &found, Adm
                     extinction_rule(g, csd.group.lattice_type, csd.group.rhombohedral_flag) != 0) {
                     continue;
                 }
-                if (++candidates > candidate_limit) {
-                    input_exit("$$ Beam search: more than %d reflections to judge. Abort.",
-                               candidate_limit);
-                }
-                visit(g);
-                const auto limit = static_cast<long long>(search.num_g_limit);
-                if (static_cast<long long>(found.exact.size()) >= limit ||
-                    static_cast<long long>(found.bethe.size()) >= limit) {
-                    mb_fprintf(stdout, "$$ num_g has exceeded num_g_max.\n"
-                                       "$$ Please set a greater value into num_g. Abort.\n");
-                    end_run(1);
+                if (!visit(g)) {
+                    return;
                 }
             }
         }
     }
+}
+
+void chk_limits(const BeamSearch &search, int candidates, const FoundBeams &found) {
+    if (candidates > candidate_limit) {
+        input_exit("$$ Beam search: more than %d reflections to judge. Abort.", candidate_limit);
+    }
+    const auto limit = static_cast<long long>(search.num_g_limit);
+    if (static_cast<long long>(found.exact.size()) >= limit ||
+        static_cast<long long>(found.bethe.size()) >= limit) {
+        mb_fprintf(stdout, "$$ num_g has exceeded num_g_max.\n"
+                           "$$ Please set a greater value into num_g. Abort.\n");
+        end_run(1);
+    }
+}
+
+// 000 and every g of the box that admits(g), in the class that judge(g) finds; ends the run at a
+// limit. The box does not hold the whole sphere in an oblique cell: beams that it leaves out are
+// told of.
+template <class Admits, class Judge>
+FoundBeams find_beams(const BeamSearch &search, const Csd &csd, Admits admits, Judge judge) {
+    FoundBeams found;
+    found.exact.push_back({0, 0, 0});
+    const Hkl m = search_box(search.g_max, csd.metric);
+    int candidates = 0;
+    go_through(m, csd, admits, [&](const Hkl &g) {
+        const BeamClass beam_class = judge(g);
+        if (beam_class != BeamClass::dropped) {
+            (beam_class == BeamClass::exact ? found.exact : found.bethe).push_back(g);
+        }
+        chk_limits(search, ++candidates, found);
+        return true;
+    });
+    const Hkl whole = sphere_box(search.g_max, csd.metric);
+    bool is_left_out = points_of_box(whole) > search_box_limit;
+    if (!is_left_out && whole != m) {
+        const auto is_beyond = [&](const Hkl &g) {
+            const bool searched =
+                std::abs(g.h) <= m.h && std::abs(g.k) <= m.k && std::abs(g.l) <= m.l;
+            return !searched && admits(g);
+        };
+        go_through(whole, csd, is_beyond, [&](const Hkl &g) {
+            is_left_out = judge(g) != BeamClass::dropped;
+            return !is_left_out && ++candidates <= candidate_limit;
+        });
+    }
+    if (is_left_out) {
+        mb_fprintf(stdout,
+                   "\n$$ Warning: the search ends at |h| <= %d, |k| <= %d, |l| <= %d. In this "
+                   "oblique cell beams that meet its conditions lie beyond; a greater g_max "
+                   "reaches them.\n",
+                   m.h, m.k, m.l);
+    }
+    sort_reflex(found.exact, csd.metric);
+    sort_reflex(found.bethe, csd.metric);
+    return found;
 }
 
 SearchGeometry search_geometry(const BeamSearch &search, const IncidentBeam &beam, const Csd &csd) {
@@ -91,15 +146,13 @@ FoundBeams search_zones(const BeamSearch &search, const IncidentBeam &beam, cons
     const double gamma = relativ_corr(beam.acc_voltage);
     const Uvw &zone = beam.inc_uvw;
 
-    FoundBeams found;
-    found.exact.push_back({0, 0, 0});
     int not_a_number = 0;
     const auto admits = [&](const Hkl &g) {
         const int n = laue_zone(zone, g);
         return search.lz_min <= n && n <= search.lz_max &&
                std::sqrt(sq_abs(hkl2rhkl(g), csd.metric)) < search.g_max;
     };
-    const auto visit = [&](const Hkl &g) {
+    const auto judge = [&](const Hkl &g) {
         const Thresholds limits = limits_of(g);
         double xig = no_xig_limit;
         if (by_w || !(limits.xigmax >= no_xig_limit)) {
@@ -108,28 +161,17 @@ FoundBeams search_zones(const BeamSearch &search, const IncidentBeam &beam, cons
             not_a_number += std::isnan(xig) ? 1 : 0;
         }
         if (!(xig < limits.xigmax)) {
-            return;
+            return BeamClass::dropped;
         }
         const double s = abs_edge_s_g_tilt(g, geometry);
-        switch (classify_beam(by_w ? s * xig : s, limits.exact, limits.bethe)) {
-        case BeamClass::exact:
-            found.exact.push_back(g);
-            break;
-        case BeamClass::bethe:
-            found.bethe.push_back(g);
-            break;
-        case BeamClass::dropped:
-            break;
-        }
+        return classify_beam(by_w ? s * xig : s, limits.exact, limits.bethe);
     };
-    go_through(search, csd, found, admits, visit);
+    FoundBeams found = find_beams(search, csd, admits, judge);
     if (not_a_number > 0) {
         mb_fprintf(stdout,
                    "\n$$ Warning: %d beams were left out whose extinction distance is no number.\n",
                    not_a_number);
     }
-    sort_reflex(found.exact, csd.metric);
-    sort_reflex(found.bethe, csd.metric);
     return found;
 }
 
@@ -162,14 +204,10 @@ FoundBeams beam_search_sg_multi(const BeamSearch &search, const IncidentBeam &be
 }
 
 FoundBeams beam_search_sphere(const BeamSearch &search, const Csd &csd) {
-    FoundBeams found;
-    found.exact.push_back({0, 0, 0});
     const auto admits = [&](const Hkl &g) {
         return sq_abs(hkl2rhkl(g), csd.metric) < search.g_max * search.g_max;
     };
-    go_through(search, csd, found, admits, [&](const Hkl &g) { found.exact.push_back(g); });
-    sort_reflex(found.exact, csd.metric);
-    return found;
+    return find_beams(search, csd, admits, [](const Hkl &) { return BeamClass::exact; });
 }
 
 Hkl evaluate_hklmax(double g_max, const Metric &metric) {

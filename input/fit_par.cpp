@@ -51,7 +51,7 @@ FitPar fget_fitpar(std::FILE *stream) {
     par.value_text = tokens[0];
     const auto flag = tokens.size() > 1 ? flag_of(tokens[1]) : std::nullopt;
     if (!flag) {
-        chk_number_count(1, line);
+        chk_number_count(1, 1, line);
         par.value = to_double(tokens[0]);
         par.name = "id" + std::to_string(num_unnamed++);
         return par;

@@ -48,7 +48,7 @@ LeadingNumber leading_number(const std::string &token) {
 template <std::size_t N> std::array<double, N> fget_fields(std::FILE *stream, const char *what) {
     std::array<double, N> numbers = {};
     const std::string line = fget_line(stream, what);
-    chk_number_count(static_cast<int>(N), line);
+    chk_number_count(N, N, line);
     str_to_fs(static_cast<int>(N), line.c_str(), numbers.data());
     return numbers;
 }
@@ -181,16 +181,19 @@ void restart_warnings() {
     num_told = 0;
 }
 
-void chk_number_count(int n, const std::string &line) {
+void chk_number_count(int least, int most, const std::string &line) {
     const std::vector<std::string> tokens = tokens_of(line.c_str());
     const int present = static_cast<int>(tokens.size());
-    if (present < n && may_warn()) {
+    if (present < least && may_warn()) {
         mb_fprintf(stdout, "$$ Warning: \"%s\" holds %d of %d numbers; what is missing is 0.\n",
-                   line.c_str(), present, n);
+                   line.c_str(), present, least);
     }
-    // Behind several numbers of a list others may stand as a remark.
-    if (n == 1 && present > 1 && leading_number(tokens[1]).is_all && may_warn()) {
-        mb_fprintf(stdout, "$$ Warning: of \"%s\" the first number alone is read.\n", line.c_str());
+    // What begins with a word is a remark.
+    if (present > most && leading_number(tokens[static_cast<std::size_t>(most)]).is_all &&
+        may_warn()) {
+        mb_fprintf(stdout,
+                   "$$ Warning: \"%s\" holds more than %d number%s; the rest is not read.\n",
+                   line.c_str(), most, most == 1 ? "" : "s");
     }
 }
 
@@ -220,7 +223,9 @@ double to_double(const std::string &token) {
 
 int to_int(const std::string &token) {
     const long value = std::strtol(token.c_str(), nullptr, 10);
-    if (static_cast<double>(value) != leading_number(token).value && may_warn()) {
+    const LeadingNumber number = leading_number(token);
+    const bool is_read_whole = number.is_all && static_cast<double>(value) == number.value;
+    if (!is_read_whole && !token.empty() && may_warn()) {
         mb_fprintf(stdout, "$$ Warning: \"%s\" is read as %ld.\n", token.c_str(), value);
     }
     if (value > std::numeric_limits<int>::max()) {
@@ -305,7 +310,7 @@ double fget_d(std::FILE *stream, const char *what) {
 
 int fget_i(std::FILE *stream, const char *what) {
     const std::string line = fget_line(stream, what);
-    chk_number_count(1, line);
+    chk_number_count(1, 1, line);
     return to_int(token_or_empty(tokens_of(line.c_str()), 0));
 }
 

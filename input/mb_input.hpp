@@ -46,8 +46,9 @@ bool may_warn();
 // A run begins.
 void restart_warnings();
 
-// Warns of a line that holds fewer than n numbers or, for n = 1, another one.
-void chk_number_count(int n, const std::string &line);
+// Warns of a line that holds fewer numbers than the least it needs, or another one behind the most
+// that are read.
+void chk_number_count(int least, int most, const std::string &line);
 
 // The end of a parameter file that has been read. Warns of a line that is left in it.
 void close_input(InputFile &stream);

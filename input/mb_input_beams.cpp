@@ -21,7 +21,7 @@ constexpr int most_reserved = 4096;
 int fget_beam_search_line(std::FILE *stream, int n, int least, double *out) {
     constexpr const char *what = "a beam-search line";
     const std::string line = fget_line(stream, what, beam_search_limit);
-    chk_number_count(least, line);
+    chk_number_count(least, n, line);
     const int found = str_to_fs(n, line.c_str(), out);
     for (int i = 0; i < n; ++i) {
         chk_finite(out[i], what);

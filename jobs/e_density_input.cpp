@@ -81,6 +81,25 @@ BeamList fget_manual_beams_3d(std::FILE *stream) {
     return beams;
 }
 
+void warn_constant_map(const BeamList &beams) {
+    if (beams.size() == 1) {
+        mb_fprintf(stdout, "$$ Warning: there is one beam alone: the maps are constant.\n");
+    }
+}
+
+// A projection has the reflections of the zero-order Laue zone.
+void warn_other_zones(const Sd &sd) {
+    const auto others = std::count_if(sd.beams.hkl.begin(), sd.beams.hkl.end(), [&](const Hkl &g) {
+        return laue_zone(sd.beam.inc_uvw, g) != 0;
+    });
+    if (others > 0) {
+        mb_fprintf(stdout,
+                   "$$ Warning: %td of the beams are not of Laue zone 0: the maps are no "
+                   "projections.\n",
+                   others);
+    }
+}
+
 } // namespace
 
 ProjectedMapConditions input_density_proj_data(const Csd &csd, const std::string &base_name,
@@ -94,6 +113,8 @@ ProjectedMapConditions input_density_proj_data(const Csd &csd, const std::string
     fget_sd_beams(sd, csd, stream);
     reflex_dump_csd(sd, csd, base_name, 0);
     set_disksize(sd, stderr);
+    warn_constant_map(sd.beams);
+    warn_other_zones(sd);
     chk_data("}BEAM_SEARCH", stream);
 
     chk_data("CALC_RXY_RANGE{", stream);
@@ -122,6 +143,7 @@ UnitCellMapConditions input_density_3d_data(const Csd &csd, const std::string &b
     fget_sd_beams_3d(sd, csd, stream);
     reflex_dump_csd(sd, csd, base_name, 0);
     set_disksize(sd, stdout);
+    warn_constant_map(sd.beams);
     chk_data("}BEAM_SEARCH_3D", stream);
 
     real_space_base(sd.beam, csd, stdout);

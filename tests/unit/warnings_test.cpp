@@ -39,6 +39,14 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
     twice.low_order = "2\n1\n2 0 0\n3\n0.1\n0 -2 0\n3.1\n0.1\n";
     CrystalText agreed = aluminium;
     agreed.low_order = "2\n1\n2 0 0\n3\n0.1\n0 -2 0\n3\n0.1\n";
+    CrystalText one_mate = gaas;
+    one_mate.low_order = "1\n2\n1 1 1\n17\n20\n"; // lof_type 2: elastic
+    CrystalText both_mates = gaas;
+    both_mates.low_order = "2\n2\n1 1 1\n17\n20\n-1 -1 -1\n17\n-20\n";
+    CrystalText not_real = gaas;
+    not_real.low_order = "2\n2\n1 1 1\n17\n20\n-1 -1 -1\n17\n20\n";
+    CrystalText too_large = aluminium;
+    too_large.low_order = "1\n2\n2 0 0\n100\n0\n";
     CrystalText many = aluminium; // general reflections, each with 47 equivalents
     many.low_order = "21\n1\n";
     for (int l = 9; l <= 49; l += 2) {
@@ -46,6 +54,7 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
     }
     const std::string oblong =
         "SITE{\nAl\n0\n0\n0\nANISO\n0.01\n0.01\n0.02\n0\n0\n0\n1\n1\n}SITE\n";
+    const std::string half_off = "1\nSITE{\nMg\n0.333\n0.667\n0.25\nISO\n0.5\n0.5\n1\n}SITE\n";
     const std::string half = "SITE{\nAl\n0\n0\n0\nISO\n0.5\n0.5\n1\n}SITE\n";
     Conditions far = of_crystal(al, iso_site("Al", "1e308\n0\n0\n", 0.5));
     far.beams = "2\n100 1.0 0 0\n0.05 0.1 10000\n";
@@ -72,23 +81,33 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
          "atoms of site 1 and site 1 are 0.00"},
         {cbed(of_crystal(al, iso_site("Al", "1/4\n0\n0\n", 0.5))), "\"1/4\" is read as 1."},
         {cbed(of_crystal(al, iso_site("Al", "0,25\n0\n0\n", 0.5))),
-         "of \"0,25\" the first number alone is read."},
+         "\"0,25\" holds more than 1 number; the rest is not read."},
         {cbed(of_crystal(al, aniso)), "the displacements of atom 1 are imaginary"},
         {cbed(of_crystal(al, oblong)), "the displacements of atom 1 lack the symmetry"},
         {cbed(with(&Conditions::crystal, CrystalText{"", al, "2\n" + half + half}.block())),
          nullptr},
         {cbed(with(&Conditions::crystal, CrystalText{"", al, "3\n" + half + half + half}.block())),
          "atoms of site 1 and site 3 are 0 A apart, with an occupancy of 1.5 together."},
+        {cbed(with(&Conditions::crystal, CrystalText{"", hexagonal, half_off}.block())),
+         "apart, with an occupancy of 1.5 together."},
         {cbed(with(&Conditions::crystal, forbidden.block())),
          "the space group forbids the reflection 1 0 0, whose structure factor is given."},
         {cbed(with(&Conditions::crystal, glide.block())), "forbids the reflection 1 0 0,"},
         {cbed(with(&Conditions::crystal, twice.block())),
          "the structure factor given for 0 -2 0 does not count"},
         {cbed(with(&Conditions::crystal, agreed.block())), nullptr},
+        {cbed(with(&Conditions::crystal, one_mate.block())),
+         "a structure factor is given for 1 1 1, but none for -1 -1 -1, which keeps"},
+        {cbed(with(&Conditions::crystal, both_mates.block())), nullptr},
+        {cbed(with(&Conditions::crystal, not_real.block())),
+         "the elastic structure factors of 1 1 1 and -1 -1 -1 are not conjugate"},
+        {cbed(with(&Conditions::crystal, too_large.block())), "is larger than that of 0 0 0, "},
         {cbed(with(&Conditions::crystal, many.block())),
          "structure factors given from 1 5 49 on do not count: with their equivalents they are "
          "more than 1000."},
         {cbed(of_crystal(al, iso_site("Al", "0\n2*own CST own\n0\n", 0.5))), "refers to itself"},
+        {cbed(of_crystal(al, iso_site("Al", "0\na CST own\n0\n", 0.5))),
+         "refers to the first of 3 parameters of the name a."},
         {cbed(with(&Conditions::settings, "bc_accuracy = 1\n")), "\"=\" is read as 0."},
         {cbed(with(&Conditions::settings, "eigen_eps 1e-3\n")), "eigen_eps = 0.001 costs digits"},
         {cbed(with(&Conditions::settings, "bc_accuracy 1 # eigen_eps\n")),
@@ -96,6 +115,11 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
         {cbed(with(&Conditions::incidence, "0 0 2\n0 0 1\n2 0 0\n")), "has the common factor 2"},
         {cbed(with(&Conditions::incidence, "0 0 1\n0 0 1\n2 0\n")),
          "\"2 0\" holds 2 of 3 numbers; what is missing is 0."},
+        {cbed(with(&Conditions::incidence, "0 0 1\n0 0 1\n2 0 0 0\n")),
+         "\"2 0 0 0\" holds more than 3 numbers; the rest is not read."},
+        {cbed(with(&Conditions::incidence, "0 0 1 beam, 100 A\n0 0 1\n2 0 0\n")), nullptr},
+        {cbed(of_crystal("225:1\n4\n4\n4\n90\n90\n90\n", iso_site("Al", "0\n0\n0\n", 0.5))),
+         "\"225:1\" is read as 225."},
         {cbed(with(&Conditions::beams, "0\n1 0\n0 0 0\n")), "there is one beam alone"},
         {cbed(with(&Conditions::tilt, "0\n0\n")) + "\nCOHERENT{\n",
          "\"COHERENT{\" and what follows it is not read."},
@@ -104,6 +128,9 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
          "times the incident beam."},
         {cbed(of_crystal(al, iso_site("Al", "0\n0\n0\n", 9.5))),
          "B of atom 1 is 9.5, beyond the table"},
+        {cbed(of_crystal(al, iso_site("Al", "0\n0\n0\n", 0.0058))),
+         "B of atom 1 is 0.0058, below the table of absorption"},
+        {cbed(of_crystal(al, iso_site("Al", "0\n0\n0\n", 0.0))), nullptr},
         {cbed(far), "beams were left out whose extinction distance is no number."},
     };
     for (const auto &c : cases) {
