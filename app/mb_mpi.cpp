@@ -2,6 +2,7 @@
 
 #include "app/ranks.hpp"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
 #include <filesystem>
@@ -109,6 +110,10 @@ OutputFile open_beside(const std::string &path, const std::filesystem::path &tar
     }
     const std::filesystem::path temporary = name_beside(target);
     chk_no_input(temporary);
+    const std::vector<std::string> &open = temporaries();
+    if (std::find(open.begin(), open.end(), target.string()) != open.end()) {
+        return {}; // a link to where another result of this run is being written
+    }
     OutputFile file(path, target.string(), temporary.string());
     if (file != nullptr && exists) {
         std::error_code ignored;

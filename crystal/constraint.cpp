@@ -87,10 +87,6 @@ double expression_value(const std::string &expression, const NameIndex &names) {
     double sum = 0.0;
     double factor = 1.0;
     for_each_token(expression, [&](const std::string &token, char operation) {
-        if (operation == '*' && token.empty() && may_warn()) {
-            mb_fprintf(stdout, "$$ Warning: a factor is missing in \"%s\": 0 is taken.\n",
-                       expression.c_str());
-        }
         const double value = token_value(token, names);
         if (operation == '*') {
             factor *= value;
@@ -140,6 +136,17 @@ void constraint_csd_lofg(Csd &csd) {
 
 double constraint_value_csd(const std::string &expression, const Csd &csd) {
     return expression_value(expression, NameIndex(csd));
+}
+
+bool is_complete(const std::string &expression) {
+    bool complete = true;
+    bool is_first = true;
+    for_each_token(expression, [&](const std::string &token, char operation) {
+        const bool is_sign = is_first && (operation == '+' || operation == '-');
+        complete = complete && (!token.empty() || is_sign);
+        is_first = false;
+    });
+    return complete;
 }
 
 std::vector<std::string> constraint_names(const std::string &expression) {

@@ -23,6 +23,10 @@ double constraint_value_csd(const std::string &expression, const Csd &csd);
 double val_trans_csd(const std::string &token, const Csd &csd);
 double val_search_csd(const std::string &name, const Csd &csd);
 
+// False where nothing stands on one side of an operation, as in "a*-b": 0 is taken there. A sign
+// may begin an expression.
+bool is_complete(const std::string &expression);
+
 // The names that an expression refers to, in its order.
 std::vector<std::string> constraint_names(const std::string &expression);
 

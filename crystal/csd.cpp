@@ -7,6 +7,7 @@
 #include "crystal/csd_parameters.hpp"
 #include "crystal/csd_warnings.hpp"
 #include "input/mb_input_beams.hpp"
+#include "numeric/vecmat.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -116,6 +117,11 @@ void read_low_order_block(std::FILE *stream, Csd &csd) {
         csd.lof_type = fget_i(stream, "lof_type");
         if (csd.lof_type == 5) {
             input_exit("$$ Sorry, lof_type = 5 is not available. Abort.");
+        }
+        if (csd.lof_type == 3 || csd.lof_type == 4) {
+            require_memory(2.0 * (sizeof(double) + sizeof(FitPar)) * n *
+                               static_cast<double>(csd.sites.size()),
+                           "the scattering factors of low-order structure factors");
         }
         fget_lofg_cstr(stream, n, csd);
     }

@@ -267,6 +267,12 @@ void warn_constraints(const Csd &csd) {
         if (par.flag != -1) {
             return;
         }
+        if (!is_complete(par.value_text) && may_warn()) {
+            mb_fprintf(stdout,
+                       "$$ Warning: in the constraint \"%s\" a number or a name is missing: 0 is "
+                       "taken.\n",
+                       par.value_text.c_str());
+        }
         for (const std::string &name : constraint_names(par.value_text)) {
             const Named &named = by_name[name];
             if (named.count > 1 && !std::exchange(ambiguous, true)) {

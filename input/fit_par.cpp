@@ -3,6 +3,7 @@
 
 #include "app/mb_mpi.hpp"
 
+#include <algorithm>
 #include <optional>
 
 namespace orvel {
@@ -52,6 +53,11 @@ FitPar fget_fitpar(std::FILE *stream) {
     const auto flag = tokens.size() > 1 ? flag_of(tokens[1]) : std::nullopt;
     if (!flag) {
         chk_number_count(1, 1, line);
+        if (std::find(tokens.begin(), tokens.end(), "CST") != tokens.end() && may_warn()) {
+            mb_fprintf(stdout,
+                       "$$ Warning: \"%s\": only the second word can be CST; this is a remark.\n",
+                       line.c_str());
+        }
         par.value = to_double(tokens[0]);
         par.name = "id" + std::to_string(num_unnamed++);
         return par;

@@ -1,6 +1,7 @@
 #include "jobs/condition_blocks.hpp"
 
 #include "app/mb_mpi.hpp"
+#include "app/run_settings.hpp"
 #include "dynamics/rfsearch.hpp"
 #include "dynamics/rfsearch_list.hpp"
 #include "input/mb_input.hpp"
@@ -52,8 +53,9 @@ void warn_incidence(const IncidentBeam &beam, const BeamList &beams, const Metri
                    "numbers of its Laue zones.\n",
                    zone.u, zone.v, zone.w, factor);
     }
-    if (beams.size() == 1) {
-        mb_fprintf(stdout, "$$ Warning: there is one beam alone: nothing is diffracted.\n");
+    // Bethe beams only change what an exact one feels.
+    if (beams.size() == 1 || (beams.num_exact_beam == 1 && epsilon.vg_select_flag == 0)) {
+        mb_fprintf(stdout, "$$ Warning: there is one exact beam alone: nothing is diffracted.\n");
     }
     if (beams.size() > 0 && beams.hkl[0] != Hkl{0, 0, 0}) {
         const Hkl &g = beams.hkl[0];
@@ -129,6 +131,9 @@ void read_output_thicknesses(Sd &sd, std::FILE *stream) {
     const int n = fget_count(stream, "thicknesses", sizeof(double));
     mb_fprintf(stdout, "num_thickness = %d\n", n);
     sd.thicknesses = fget_cal_thick(n, stream);
+    if (n == 0) {
+        mb_fprintf(stdout, "$$ Warning: without a thickness no intensities are written.\n");
+    }
     warn_thicknesses(sd.thicknesses);
     chk_data("}OUTPUT_THICKNESS", stream);
 }

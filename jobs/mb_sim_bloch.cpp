@@ -5,7 +5,6 @@
 #include "app/mb_mpi.hpp"
 #include "crystal/csd.hpp"
 #include "dynamics/mbfunc_intensity.hpp"
-#include "dynamics/mbfunc_tilt.hpp"
 #include "input/mb_input.hpp"
 #include "jobs/fourier_map.hpp"
 #include "jobs/jobs.hpp"
@@ -159,9 +158,8 @@ void write_bloch_state(const BlochSolution &solution, int branch) {
 }
 
 void calc_bloch_state_ug(const BlochCondition &condition, const TiltProblem &problem,
-                         const std::string &base_name, std::FILE *log) {
+                         const RealHkl &K_t, const std::string &base_name, std::FILE *log) {
     const Sd &sd = condition.sd;
-    const RealHkl K_t = sd.grid.kxy.front();
     WorkCalInt work = alloc_work_cal_int(sd.beams.size(), 0, 0);
     chk_interrupt(0, 1);
     solve_tilt(problem, K_t, work);
@@ -211,10 +209,9 @@ void mb_bloch_state(InputFile &stream, std::FILE *log, const std::string &base_n
     if (potential.status != 0) {
         end_run(1);
     }
-    calc_kxy_tilt(sd, csd.metric);
-    warn_single_point_line(sd.grid, log);
+    const RealHkl K_t = first_tilt(sd, csd.metric, log);
     const TiltProblem problem = tilt_problem(sd, csd, potential.V.get());
-    calc_bloch_state_ug(condition, problem, base_name, log);
+    calc_bloch_state_ug(condition, problem, K_t, base_name, log);
 }
 
 } // namespace orvel

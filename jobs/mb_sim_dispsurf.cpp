@@ -50,10 +50,12 @@ void calc_disp_surf_ug(const TiltProblem &problem, BranchRange branches,
     Matrix<double> intensity(n_out, n_thick);
 
     NonFiniteCount non_finite;
+    double largest = 0.0;
     for (int p = 0; p < sd.grid.num_pix; ++p) {
         progress_indicator(p, sd.grid.num_pix);
         calc_intensity_with_perturb_ug(problem, sd.grid.kxy[p], work, intensity.get());
         non_finite.add(finite_solution(work) && all_finite(sd, intensity.get()));
+        largest = std::max(largest, largest_intensity(sd, intensity.get()));
         write_dispsurf_point(sd, branches, sd.grid.pix[p], work, intensity.get(), files);
     }
     mb_fprintf(stdout, "100%%\n");
@@ -61,15 +63,7 @@ void calc_disp_surf_ug(const TiltProblem &problem, BranchRange branches,
     write_dispsurf_script(sd, branches, base_name, files);
     mb_fprintf(stdout, "\n>> kavun %s_kav.txt\n", base_name.c_str());
     non_finite.report(log);
-}
-
-// Each point goes to the files when it is done; a table of one tilt is kept.
-void chk_dispsurf_memory(const Sd &sd) {
-    chk_job_memory(sd, 0.0);
-    require_memory(static_cast<double>(sizeof(double)) *
-                       static_cast<double>(sd.reflections.size()) *
-                       static_cast<double>(sd.thicknesses.size()),
-                   "the intensities of a tilt");
+    warn_growth(largest, log);
 }
 
 } // namespace
@@ -80,7 +74,8 @@ void mb_dispersion_surface(InputFile &stream, std::FILE *log, const std::string 
     input_dispsurf_data(condition, csd, base_name, stream);
     close_input(stream);
     Sd &sd = condition.sd;
-    chk_dispsurf_memory(sd);
+    // Each point goes to the files when it is done; a table of one tilt is kept.
+    chk_job_memory(sd, 0.0, TiltOrder::one_by_one, sizeof(double));
 
     TiltProblem problem = tilt_problem(sd, csd, nullptr);
     const PotentialMatrix potential = build_wave_potential(csd, sd, "Potential.", log);

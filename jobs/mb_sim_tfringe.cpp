@@ -153,22 +153,7 @@ void calc_tfringe_ug(const TiltProblem &problem, const RealHkl &K_t, const std::
     non_finite.add(
         all_finite(sd, psi.get(), [](complex z) { return c_norm(z) * epsilon.intensity_scaling; }));
     non_finite.report(log);
-    double largest = 0.0;
-    for (int o = 0; o < n_out; ++o) {
-        for (int k = 0; k < n_thick; ++k) {
-            largest = std::max(largest, c_norm(psi[o][k]));
-        }
-    }
-    warn_growth(largest, log);
-}
-
-// One tilt is solved, however many the grid has.
-void chk_fringe_memory(const Sd &sd) {
-    chk_job_memory(sd, 0.0);
-    require_memory(static_cast<double>(sizeof(complex)) *
-                       static_cast<double>(sd.reflections.size()) *
-                       static_cast<double>(sd.thicknesses.size()),
-                   "the amplitudes of all thicknesses");
+    warn_growth(largest_intensity(sd, psi.get(), c_norm), log);
 }
 
 } // namespace
@@ -178,16 +163,16 @@ void mb_tfringe(InputFile &stream, std::FILE *log, const std::string &base_name)
     Sd sd;
     input_tfringe_data(sd, csd, base_name, stream);
     close_input(stream);
-    chk_fringe_memory(sd);
+    // One tilt is solved, however many the grid has.
+    chk_job_memory(sd, 0.0, TiltOrder::one_by_one, sizeof(complex));
     chk_amplitude_scale();
 
     const PotentialMatrix potential = build_wave_potential(csd, sd, "Potential.", log);
     debug_vg_dump(potential.V.get(), sd.beams.size());
     const TiltProblem problem = tilt_problem(sd, csd, potential.V.get());
-    calc_kxy_tilt(sd, csd.metric);
-    warn_single_point_line(sd.grid, log);
+    const RealHkl K_t = first_tilt(sd, csd.metric, log);
     warn_single_thickness(sd, log);
-    calc_tfringe_ug(problem, sd.grid.kxy.front(), base_name, log);
+    calc_tfringe_ug(problem, K_t, base_name, log);
 }
 
 } // namespace orvel

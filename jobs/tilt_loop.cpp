@@ -16,16 +16,16 @@ constexpr double listed_bytes = 128.0;
 
 } // namespace
 
-void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order) {
+void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order, double table_bytes) {
     const double n = sd.beams.size();
     const double num_thick = static_cast<double>(sd.thicknesses.size());
     const double side = sd.grid.num_cal_pix_side;
     const double tilts = sd.grid.calc_type == 0 ? 1.0 : sd.grid.calc_type == 1 ? side : side * side;
     // The whole grid and the results stand in rank 0.
-    const double results = (ranks().rank() == 0 ? result_bytes : 0.0) *
-                           static_cast<double>(sd.reflections.size()) * num_thick * tilts;
+    const double table_size = static_cast<double>(sd.reflections.size()) * num_thick;
+    const double results = (ranks().rank() == 0 ? result_bytes : 0.0) * table_size * tilts;
     const double own_tilts = ranks().rank() == 0 ? tilts : tilts / ranks().size();
-    const double table = result_bytes * static_cast<double>(sd.reflections.size()) * num_thick;
+    const double table = result_bytes * table_size;
     const double work = work_cal_int_bytes(sd.beams.size(), static_cast<int>(num_thick)) + table;
     const double propagation =
         use_propagation() && order == TiltOrder::side_by_side
@@ -33,7 +33,7 @@ void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order) {
             : 0.0;
     const int threads = order == TiltOrder::side_by_side ? num_tilt_threads(tilts) : 1;
     require_memory(sizeof(complex) * n * n + threads * (work + propagation) + results +
-                       listed_bytes * own_tilts,
+                       table_bytes * table_size + listed_bytes * own_tilts,
                    "the potential matrix, the tilts and the results");
 }
 

@@ -7,6 +7,7 @@
 #include "dynamics/mbfunc_intensity.hpp"
 #include "dynamics/sim_condition.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <functional>
@@ -18,9 +19,10 @@ namespace orvel {
 enum class TiltOrder { one_by_one, side_by_side };
 
 // Ends the run where its arrays cannot be had: the potential matrix, the per-tilt work record (with
-// side_by_side one for each thread) and result_bytes for each output reflection, thickness and
-// tilt. Called before any of them is made.
-void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order = TiltOrder::one_by_one);
+// side_by_side one for each thread), result_bytes for each output reflection, thickness and tilt,
+// and table_bytes for each reflection and thickness once. Called before any of them is made.
+void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order = TiltOrder::one_by_one,
+                    double table_bytes = 0.0);
 
 // Tells, before the run, of a line of tilts whose only point divides zero by zero.
 void warn_single_point_line(const TiltGrid &grid, std::FILE *log);
@@ -56,6 +58,18 @@ inline bool is_finite(double x) {
 }
 inline bool is_finite(complex z) {
     return is_finite(z.re) && is_finite(z.im);
+}
+
+// The largest intensity of a table [output beam][thickness], which intensity() takes from a value.
+template <class T, class Intensity = std::identity>
+double largest_intensity(const Sd &sd, const T *const *table, Intensity intensity = {}) {
+    double largest = 0.0;
+    for (std::size_t o = 0; o < sd.reflections.size(); ++o) {
+        for (std::size_t k = 0; k < sd.thicknesses.size(); ++k) {
+            largest = std::max(largest, std::fabs(intensity(table[o][k])));
+        }
+    }
+    return largest;
 }
 
 // True when the whole table [output beam][thickness] is finite, as it is written.

@@ -1,6 +1,7 @@
 #include "jobs/wave_jobs.hpp"
 
 #include "app/mb_mpi.hpp"
+#include "dynamics/mbfunc_tilt.hpp"
 #include "input/mb_input.hpp"
 #include "jobs/tilt_loop.hpp"
 
@@ -33,6 +34,18 @@ PotentialMatrix build_wave_potential(Csd &csd, const Sd &sd, const char *title, 
         mb_fprintf_stdo(log, "$$ Error in Fg calc. You should check params.\n");
     }
     return potential;
+}
+
+RealHkl first_tilt(Sd &sd, const Metric &metric, std::FILE *log) {
+    calc_kxy_tilt(sd, metric);
+    const TiltGrid &grid = sd.grid;
+    warn_single_point_line(grid, log);
+    if (grid.num_pix > 1) {
+        mb_fprintf_stdo(log,
+                        "$$ Warning: of the %d tilts the first alone is used, at H = %g, G = %g.\n",
+                        grid.num_pix, grid.pix.front().h, grid.pix.front().g);
+    }
+    return grid.kxy.front();
 }
 
 bool finite_solution(const WorkCalInt &work) {

@@ -31,6 +31,10 @@ BranchRange read_output_branch(int n_exact, const char *ending, std::FILE *strea
 // that was left is told on log and console; what follows from it is the job's to say.
 PotentialMatrix build_wave_potential(Csd &csd, const Sd &sd, const char *title, std::FILE *log);
 
+// The incidence of a job that solves one tilt: the first point of the grid, which is made here.
+// Told where it has others.
+RealHkl first_tilt(Sd &sd, const Metric &metric, std::FILE *log);
+
 // True when eigenvalues and excitations of all branches are finite.
 bool finite_solution(const WorkCalInt &work);
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <unistd.h>
 
 namespace orvel {
 
@@ -57,13 +58,23 @@ double group_limit(const std::string &line, const std::string &groups) {
                : unlimited;
 }
 
+// Bytes of the pages that this process has.
+double resident_memory(const std::string &statm) {
+    std::ifstream in(statm);
+    double pages_in_all = 0.0;
+    double resident = 0.0;
+    in >> pages_in_all >> resident;
+    return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
+}
+
 } // namespace
 
 double available_memory(const std::string &proc, const std::string &groups) {
     double bytes = free_memory(proc + "/meminfo");
+    const double resident = resident_memory(proc + "/self/statm");
     std::ifstream in(proc + "/self/cgroup");
     for (std::string line; std::getline(in, line);) {
-        bytes = std::min(bytes, group_limit(line, groups));
+        bytes = std::min(bytes, std::max(0.0, group_limit(line, groups) - resident));
     }
     return bytes;
 }

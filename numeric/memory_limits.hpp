@@ -5,9 +5,9 @@
 
 namespace orvel {
 
-// Bytes that a run can have: what the machine says it has free, and not more than the smallest
-// limit of the control groups that the run is in. Infinite where neither tells. The arguments are
-// the folders where a Linux system tells; elsewhere there are none.
+// Bytes that a run can still have: what the machine says it has free, and not more than the
+// smallest limit of the control groups that the run is in, less what it has. Infinite where neither
+// tells. The arguments are the folders where a Linux system tells; elsewhere there are none.
 double available_memory(const std::string &proc = "/proc",
                         const std::string &groups = "/sys/fs/cgroup");
 

@@ -205,7 +205,7 @@ std::vector<Curve> curves_of(const CbedRun &run, const CbedImage &image) {
     return curves;
 }
 
-std::vector<NamedPicture> thickness_curves(const CbedRun &run, const Facts &facts) {
+Picture thickness_curves(const CbedRun &run, const Facts &facts) {
     std::vector<Curve> curves;
     for (std::size_t r = 0; r < run.pattern.reflections.size(); ++r) {
         Curve curve;
@@ -216,8 +216,7 @@ std::vector<NamedPicture> thickness_curves(const CbedRun &run, const Facts &fact
         }
         curves.push_back(std::move(curve));
     }
-    return {{facts.title + "_thickness.png",
-             curve_chart(curves, {facts.title, "thickness (\u00c5)", "intensity"})}};
+    return curve_chart(curves, {facts.title, "thickness (\u00c5)", "intensity"});
 }
 
 } // namespace
@@ -265,23 +264,24 @@ Picture cbed_picture(const CbedRun &run, const CbedImage &image, CbedQuantity qu
     return picture;
 }
 
-std::vector<NamedPicture> cbed_pictures(const CbedRun &run, const Facts &facts) {
+void cbed_pictures(const CbedRun &run, const Facts &facts, const TakePicture &take) {
     if (run.pattern.grid.shape == TiltShape::point) {
-        return run.images.size() > 1 ? thickness_curves(run, facts) : std::vector<NamedPicture>{};
+        if (run.images.size() > 1) {
+            take(facts.title + "_thickness.png", thickness_curves(run, facts));
+        }
+        return;
     }
-    std::vector<NamedPicture> pictures;
     for (std::size_t t = 0; t < run.images.size(); ++t) {
         const std::string stem = facts.title + "_t" + std::to_string(t);
         const CbedImage &image = run.images[t];
         if (run.pattern.grid.shape == TiltShape::line) {
-            pictures.push_back(
-                {stem + ".png",
+            take(stem + ".png",
                  curve_chart(curves_of(run, image), {lines_of(caption(facts, image), 1e9).front(),
-                                                     "tilt H (half base vectors)", "intensity"})});
+                                                     "tilt H (half base vectors)", "intensity"}));
             continue;
         }
         const auto add = [&](const char *suffix, CbedQuantity quantity) {
-            pictures.push_back({stem + suffix, cbed_picture(run, image, quantity, facts)});
+            take(stem + suffix, cbed_picture(run, image, quantity, facts));
         };
         add(".png", CbedQuantity::intensity);
         if (run.pattern.coherent) {
@@ -290,7 +290,6 @@ std::vector<NamedPicture> cbed_pictures(const CbedRun &run, const Facts &facts) 
             add("_sum.png", CbedQuantity::sum);
         }
     }
-    return pictures;
 }
 
 } // namespace orvel

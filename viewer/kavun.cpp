@@ -60,21 +60,23 @@ void chk_new(std::set<std::string> &written, const std::string &path) {
     }
 }
 
-void write_pictures(const std::string &folder, const std::vector<NamedPicture> &pictures,
-                    std::set<std::string> &written) {
+// draw(take) hands over the pictures one by one.
+template <class Draw>
+void write_pictures(const std::string &folder, Draw draw, std::set<std::string> &written) {
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error) {
         input_exit("$$ Cannot make the folder %s. Abort.", folder.c_str());
     }
-    for (const NamedPicture &named : pictures) {
-        const std::string path = folder + "/" + named.name;
+    const std::size_t before = written.size();
+    draw([&](const std::string &name, const Picture &picture) {
+        const std::string path = folder + "/" + name;
         chk_interrupt();
         chk_new(written, path);
-        write_png(path, named.picture);
+        write_png(path, picture);
         mb_fprintf(stdout, "Picture ==> %s\n", path.c_str());
-    }
-    if (pictures.empty()) {
+    });
+    if (written.size() == before) {
         mb_fprintf(stdout, "$$ A single tilt has no picture; its page lists the values.\n");
     }
 }
@@ -87,9 +89,11 @@ void show_page(const KavScript &script, const KavPage &page, const Arguments &ar
                    page.html_file.c_str());
     }
     const auto finish = [&](const auto &run, const Facts &facts, const auto &write_page,
-                            const auto &make_pictures) {
+                            const auto &draw_pictures) {
         if (arguments.png_folder) {
-            write_pictures(*arguments.png_folder, make_pictures(run, facts), written);
+            write_pictures(
+                *arguments.png_folder,
+                [&](const TakePicture &take) { draw_pictures(run, facts, take); }, written);
         } else {
             chk_new(written, html);
             write_page(html, run, facts);

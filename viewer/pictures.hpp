@@ -8,15 +8,14 @@
 #include "viewer/layout.hpp"
 #include "viewer/picture.hpp"
 
+#include <functional>
 #include <string>
-#include <vector>
 
 namespace orvel {
 
-struct NamedPicture {
-    std::string name; // file name without folder
-    Picture picture;
-};
+// What is done with a picture, whose name is that of a file without its folder, before the next one
+// is drawn.
+using TakePicture = std::function<void(const std::string &name, const Picture &picture)>;
 
 // What a pattern's picture shows.
 enum class CbedQuantity { intensity, modulus, phase, sum };
@@ -36,8 +35,8 @@ Picture cbed_picture(const CbedRun &run, const CbedImage &image, CbedQuantity qu
 
 // All pictures of a run: patterns or rocking curves one a thickness, curves over the thickness for
 // a single tilt (none where there is only one thickness).
-std::vector<NamedPicture> cbed_pictures(const CbedRun &run, const Facts &facts);
-std::vector<NamedPicture> dispsurf_pictures(const DispsurfRun &run, const Facts &facts);
-std::vector<NamedPicture> bloch_pictures(const BlochRun &run, const Facts &facts);
+void cbed_pictures(const CbedRun &run, const Facts &facts, const TakePicture &take);
+void dispsurf_pictures(const DispsurfRun &run, const Facts &facts, const TakePicture &take);
+void bloch_pictures(const BlochRun &run, const Facts &facts, const TakePicture &take);
 
 } // namespace orvel

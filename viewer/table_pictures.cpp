@@ -56,16 +56,14 @@ Picture map_over_tilt(const DispsurfRun &run, const TiltQuantity &quantity, cons
 }
 
 // A line of tilts gives one chart with all quantities, an area one map each.
-void add_pictures(std::vector<NamedPicture> &pictures, const DispsurfRun &run,
-                  const std::string &stem, const std::vector<TiltQuantity> &quantities,
-                  const ChartText &text) {
+void add_pictures(const TakePicture &take, const DispsurfRun &run, const std::string &stem,
+                  const std::vector<TiltQuantity> &quantities, const ChartText &text) {
     if (is_line(run)) {
-        pictures.push_back({stem + ".png", curves_over_tilt(run, quantities, text)});
+        take(stem + ".png", curves_over_tilt(run, quantities, text));
         return;
     }
     for (std::size_t i = 0; i < quantities.size(); ++i) {
-        pictures.push_back(
-            {stem + "_" + std::to_string(i) + ".png", map_over_tilt(run, quantities[i], text)});
+        take(stem + "_" + std::to_string(i) + ".png", map_over_tilt(run, quantities[i], text));
     }
 }
 
@@ -111,21 +109,20 @@ Picture bloch_map(const BlochRun &run, const Facts &facts, const std::vector<flo
 
 } // namespace
 
-std::vector<NamedPicture> dispsurf_pictures(const DispsurfRun &run, const Facts &facts) {
-    std::vector<NamedPicture> pictures;
+void dispsurf_pictures(const DispsurfRun &run, const Facts &facts, const TakePicture &take) {
     if (run.H.size() < 2 || (run.side > 1 && !is_line(run) && run.H[0] == run.H[1])) {
-        return pictures; // a single tilt has no picture
+        return; // a single tilt has no picture
     }
     const auto branches = static_cast<std::size_t>(run.branches);
     const std::string tilt = "tilt H (half base vectors)";
-    add_pictures(pictures, run, facts.title + "_surface",
+    add_pictures(take, run, facts.title + "_surface",
                  branch_quantities(run, run.gamma, branches, 0, true),
                  {facts.title, tilt, "\u03b3 (1/\u00c5\u00b2)"});
     const std::size_t reflections = run.reflections.size();
     for (std::size_t o = 0; o < reflections; ++o) {
         const std::string g = hkl_text(run.reflections[o]);
         add_pictures(
-            pictures, run, facts.title + "_amplitude_g" + std::to_string(o),
+            take, run, facts.title + "_amplitude_g" + std::to_string(o),
             branch_quantities(run, run.amplitude, reflections * branches, o * branches, false),
             {facts.title + ", " + g, tilt, "|\u03b1C|"});
     }
@@ -140,19 +137,17 @@ std::vector<NamedPicture> dispsurf_pictures(const DispsurfRun &run, const Facts 
                                   },
                                   {}});
         }
-        add_pictures(pictures, run, facts.title + "_intensity_t" + std::to_string(t), quantities,
+        add_pictures(take, run, facts.title + "_intensity_t" + std::to_string(t), quantities,
                      {facts.title + ", t = " + number_text(run.thicknesses[t]) + " \u00c5", tilt,
                       "intensity"});
     }
-    return pictures;
 }
 
-std::vector<NamedPicture> bloch_pictures(const BlochRun &run, const Facts &facts) {
-    std::vector<NamedPicture> pictures;
+void bloch_pictures(const BlochRun &run, const Facts &facts, const TakePicture &take) {
     const auto add = [&](const std::string &suffix, const std::vector<float> &values,
                          const std::string &title, bool cyclic) {
-        pictures.push_back({facts.title + suffix + ".png",
-                            bloch_map(run, facts, values, facts.title + ", " + title, cyclic)});
+        take(facts.title + suffix + ".png",
+             bloch_map(run, facts, values, facts.title + ", " + title, cyclic));
     };
     add("_potential_re", run.potential_re, "potential, real part (V)", false);
     add("_potential_im", run.potential_im, "potential, imaginary part (V)", false);
@@ -161,7 +156,6 @@ std::vector<NamedPicture> bloch_pictures(const BlochRun &run, const Facts &facts
         add("_b" + number + "_density", state.density, "branch " + number + ", density", false);
         add("_b" + number + "_phase", state.phase, "branch " + number + ", phase (rad)", true);
     }
-    return pictures;
 }
 
 } // namespace orvel

@@ -308,6 +308,33 @@ TEST(MapJobs, TellOfReflectionsBeyondTheTables) {
     }
 }
 
+TEST(MapJobs, TellOfBeamsThatMakeNoMap) {
+    const std::string range = "2 2\n0 1\n0 1\n";
+    const char *const constant = "$$ Warning: there is one beam alone: the maps are constant.\n";
+    const char *const zones =
+        "$$ Warning: 2 of the beams are not of Laue zone 0: the maps are no projections.\n";
+    const struct {
+        std::string beams;
+        bool is_constant;
+        bool has_zones;
+    } cases[] = {{"0\n1 0\n0 0 0\n", true, false},
+                 {"0\n3 0\n0 0 0\n2 0 0\n-2 0 0\n", false, false},
+                 {"0\n3 0\n0 0 0\n1 1 1\n-1 -1 -1\n", false, true}};
+    for (const auto &c : cases) {
+        for (const std::string &job : {density_proj, potential_proj}) {
+            const ProgramRun run =
+                run_parameter_file(run_text(job, "", magnesia, block_proj(c.beams, range, "20\n")));
+            EXPECT_EQ(run.status, 0);
+            EXPECT_EQ(contains(run.out, constant), c.is_constant) << run.out;
+            EXPECT_EQ(contains(run.out, zones), c.has_zones) << run.out;
+        }
+        const ProgramRun run = run_parameter_file(
+            run_text(potential_3d, "", magnesia, block_3d("UNITCELL_XYZ\n2 2 2\n", c.beams)));
+        EXPECT_EQ(contains(run.out, constant), c.is_constant) << run.out;
+        EXPECT_FALSE(contains(run.out, zones)) << run.out;
+    }
+}
+
 TEST(MapJobs, RefuseWhatTheyCannotUse) {
     const std::string one = "0\n1 0\n0 0 0\n";
     struct Case {

@@ -164,6 +164,15 @@ TEST(Surroundings, MemoryIsWhatTheMachineAndTheBatchSystemGive) {
             << c.groups;
     }
     EXPECT_EQ(available_memory("/nowhere", "/nowhere"), unlimited);
+
+    const TemporaryFolder folder; // the pages of the process itself are not free
+    fs::create_directories(folder.path() / "proc/self");
+    fs::create_directories(folder.path() / "groups");
+    write_file(folder.path() / "proc/self/cgroup", "0::/\n");
+    write_file(folder.path() / "proc/self/statm", "50 3 1 1 0 1 0\n");
+    write_file(folder.path() / "groups/memory.max", "1000000\n");
+    EXPECT_EQ(available_memory(folder.path() / "proc", folder.path() / "groups"),
+              1e6 - 3.0 * static_cast<double>(sysconf(_SC_PAGESIZE)));
 }
 
 TEST(Surroundings, LineEndsAndPipesChangeNothing) {

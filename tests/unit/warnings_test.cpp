@@ -58,6 +58,10 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
     const std::string half = "SITE{\nAl\n0\n0\n0\nISO\n0.5\n0.5\n1\n}SITE\n";
     Conditions far = of_crystal(al, iso_site("Al", "1e308\n0\n0\n", 0.5));
     far.beams = "2\n100 1.0 0 0\n0.05 0.1 10000\n";
+    Conditions oblique = of_crystal(hexagonal, iso_site("Mg", "0.3333\n0.6667\n0.25\n", 1.0));
+    oblique.grid = Conditions{}.grid;
+    oblique.incidence = "0 0 1\n0 0 1\n1 0 0\n";
+    oblique.beams = "2\n1000 2.5 0 0\n0.02 0.2 2e10\n"; // 6.95 reciprocal axes
     const struct {
         std::string run;
         const char *says; // nullptr: no warning
@@ -71,6 +75,18 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
          "the tilt axis H is not perpendicular to the incident beam."},
         {cbed(with(&Conditions::grid, "2\n5\n1e-310\n")),
          "positions of the reflections in RF_INDEX"},
+        {cbed(of_crystal(al, iso_site("Al", "0\n0 FIX p\n2*-p CST q\n", 0.5))),
+         "in the constraint \"2*-p\" a number or a name is missing: 0 is taken."},
+        {cbed(of_crystal(al, iso_site("Al", "0\n0 FIX p\n0 + p CST q\n", 0.5))),
+         "\"0 + p CST q\": only the second word can be CST; this is a remark."},
+        {with(&Conditions::crystal, growing.block()).dispsurf("1 2\n", "1\n2 0 0\n", "1\n3000\n"),
+         "times the incident beam."},
+        {Conditions{}.tfringe("2\n0 800\n"), nullptr},
+        {with(&Conditions::tilt, "0\n0\n").tfringe("2\n0 800\n"),
+         "of the 25 tilts the first alone is used, at H = -0.5, G = -0.5."},
+        {oblique.tfringe("2\n0 800\n"), "the search ends at |h| <= 7, |k| <= 7, |l| <= 1"},
+        {cbed(with(&Conditions::tilt, "0\n0\n"), "0\n"),
+         "without a thickness no intensities are written."},
         {cbed(with(&Conditions::tilt, "0\n0\n"), "2\n100\n-100\n"), "a thickness is negative."},
         {cbed(of_crystal("225\n4\n4\n4.1\n90\n90\n90\n", iso_site("Al", "0\n0\n0\n", 0.5))),
          "the cell lacks the symmetry of its space group: reflections of different length are "
@@ -120,7 +136,7 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
         {cbed(with(&Conditions::incidence, "0 0 1 beam, 100 A\n0 0 1\n2 0 0\n")), nullptr},
         {cbed(of_crystal("225:1\n4\n4\n4\n90\n90\n90\n", iso_site("Al", "0\n0\n0\n", 0.5))),
          "\"225:1\" is read as 225."},
-        {cbed(with(&Conditions::beams, "0\n1 0\n0 0 0\n")), "there is one beam alone"},
+        {cbed(with(&Conditions::beams, "0\n1 0\n0 0 0\n")), "there is one exact beam alone"},
         {cbed(with(&Conditions::tilt, "0\n0\n")) + "\nCOHERENT{\n",
          "\"COHERENT{\" and what follows it is not read."},
         {Conditions{}.tfringe("3\n-800 0\n"), "a thickness is negative."},
