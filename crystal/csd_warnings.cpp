@@ -194,6 +194,15 @@ void warn_friedel_mate(const LowOrderF &entry, const ReflectionTable &given, con
                    "conjugate: no real potential has them.\n",
                    g.h, g.k, g.l, mate.h, mate.k, mate.l);
     }
+    // Absorption makes a pair unequal by twice its part.
+    const double larger = at_mate < 0 ? 0.0 : std::max(c_abs(F), c_abs(given.F[at_mate]));
+    if (csd.lof_type == 1 && larger > 0.0 &&
+        std::fabs(c_abs(F) - c_abs(given.F[at_mate])) > 0.5 * larger && may_warn()) {
+        mb_fprintf(stdout,
+                   "$$ Warning: the structure factors of %d %d %d and %d %d %d differ by more than "
+                   "absorption explains.\n",
+                   g.h, g.k, g.l, mate.h, mate.k, mate.l);
+    }
 }
 
 // Given structure factors that the space group does not have, that others given before rule out,

@@ -63,8 +63,11 @@ Map read_map(const std::string &path, std::size_t columns) {
     }
     map.values.resize(map.nx * map.ny * columns);
     for (std::size_t i = 0; i < map.nx * map.ny; ++i) {
-        next_numbers(file, "a point of the map",
-                     std::span(map.values).subspan(i * columns, columns));
+        const std::span<double> point = std::span(map.values).subspan(i * columns, columns);
+        next_numbers(file, "a point of the map", point);
+        for (const double value : point) {
+            chk_picture_value(file, value);
+        }
     }
     expect_end(file);
     expect_line_end(file);

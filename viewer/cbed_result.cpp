@@ -134,20 +134,6 @@ void read_grid(TextFile &file, CbedPattern &pattern) {
     pattern.grid = std::move(grid);
 }
 
-// Single precision is plenty for a picture, but does not reach as far.
-float picture_value(const TextFile &file, double value) {
-    if (std::isfinite(value) && std::fabs(value) > std::numeric_limits<float>::max()) {
-        file_error(file, "a value is beyond what pictures hold");
-    }
-    return static_cast<float>(value);
-}
-
-void chk_not_all_lost(const TextFile &file, double largest) {
-    if (largest > 0.0 && largest < std::numeric_limits<float>::min()) {
-        file_error(file, "all values are below what pictures hold");
-    }
-}
-
 void read_values(TextFile &file, const CbedPattern &pattern, CbedImage &image) {
     const std::size_t total = pattern.reflections.size() * pattern.grid.points.size();
     check_count(file, "the number of values", static_cast<double>(total));
@@ -166,9 +152,11 @@ void read_values(TextFile &file, const CbedPattern &pattern, CbedImage &image) {
             next_numbers(file, pattern.coherent ? "an amplitude" : "an intensity",
                          std::span(v).first(pattern.coherent ? 2 : 1));
             largest = std::max({largest, std::fabs(v[0]), std::fabs(v[1])});
-            image.values.push_back(picture_value(file, v[0]));
+            chk_picture_value(file, v[0]);
+            chk_picture_value(file, v[1]);
+            image.values.push_back(static_cast<float>(v[0]));
             if (pattern.coherent) {
-                image.imaginary.push_back(picture_value(file, v[1]));
+                image.imaginary.push_back(static_cast<float>(v[1]));
             }
         }
         expect_keyword(file, "}RF");

@@ -49,6 +49,7 @@ void read_row(TextFile &file, std::string_view line, Table &table) {
             file_error(file, std::to_string(table.columns) + " numbers expected, number " +
                                  std::to_string(c + 1) + " is none");
         }
+        chk_picture_value(file, value);
         table.values.push_back(value);
     }
     if (!cut_token(line).empty()) {
@@ -79,6 +80,12 @@ Table read_table(const std::string &path, std::size_t columns) {
         file_error(file, "the table has no lines");
     }
     expect_line_end(file);
+    double largest = 0.0;
+    for (std::size_t i = 0; i < table.values.size(); ++i) {
+        const bool is_tilt = i % table.columns < 2;
+        largest = is_tilt ? largest : std::max(largest, std::fabs(table.values[i]));
+    }
+    chk_not_all_lost(file, largest);
     return table;
 }
 

@@ -1,5 +1,6 @@
 #include "viewer/text_file.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 
 #include <charconv>
@@ -84,6 +85,7 @@ bool next_line(TextFile &file, std::string_view &line) {
     if (rest.empty()) {
         return false;
     }
+    chk_interrupt();
     const std::size_t end = rest.find('\n');
     line = rest.substr(0, end);
     file.position += end == std::string_view::npos ? rest.size() : end + 1;
@@ -203,6 +205,18 @@ std::string beside(const std::string &script, std::string_view name) {
     const std::size_t slash = script.rfind('/');
     const std::string folder = slash == std::string::npos ? "" : script.substr(0, slash + 1);
     return folder + std::string(last);
+}
+
+void chk_picture_value(const TextFile &file, double value) {
+    if (std::isfinite(value) && std::fabs(value) > std::numeric_limits<float>::max()) {
+        file_error(file, "a value is beyond what pictures hold");
+    }
+}
+
+void chk_not_all_lost(const TextFile &file, double largest) {
+    if (largest > 0.0 && largest < std::numeric_limits<float>::min()) {
+        file_error(file, "all values are below what pictures hold");
+    }
 }
 
 } // namespace orvel

@@ -61,6 +61,11 @@ int next_integer(TextFile &file, const char *what, int smallest);
 // The integers and numbers of one line of a listing: reads `integers.size()` integers.
 void next_integers(TextFile &file, const char *what, std::span<int> values);
 
+// Pictures hold single precision, which is plenty, but does not reach as far: a value that is
+// finite and beyond it ends the run, and so does a largest value that is below it.
+void chk_picture_value(const TextFile &file, double value);
+void chk_not_all_lost(const TextFile &file, double largest);
+
 // A file that a script names stands beside the script: the folder of `script` with the last
 // component of `name`, so that no script reaches another folder. A name that is none ends the run.
 std::string beside(const std::string &script, std::string_view name);
