@@ -141,6 +141,21 @@ TEST(Kavun, ValuesThatAreNoNumbersAreKept) {
     EXPECT_EQ(kavun_on({folder.file("cbed_kav.txt")}).status, -1);
 }
 
+TEST(Kavun, ValuesThatNoPictureHoldsAreRefused) {
+    const std::pair<const char *, const char *> results[] = {
+        {"surface", "surface_int.txt"}, {"surface", "surface_ds.txt"}, {"bloch", "bloch_b2.txt"}};
+    for (const auto &[base, name] : results) {
+        const SampleFolder folder(base);
+        std::string text = read_file(folder.file(name));
+        text.erase(text.find_last_not_of("\n") + 1);
+        text.erase(text.find_last_of("\t") + 1);
+        write_file(folder.file(name), text + "1e39\n");
+        const Outcome o = kavun_on({folder.file(std::string(base) + "_kav.txt")});
+        expect_one_line(o, name);
+        EXPECT_NE(o.out.find("a value is beyond what pictures hold"), std::string::npos) << o.out;
+    }
+}
+
 // A disc of no size: the jobs write positions that are no numbers, and tilts where one point makes
 // a line. Only a pattern of discs needs positions.
 TEST(Kavun, RunsWithoutAnExtentKeepTheirValues) {
