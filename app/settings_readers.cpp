@@ -172,10 +172,18 @@ void read_eps_ctrl_params(std::FILE *stream) {
 }
 
 void warn_settings() {
-    constexpr double largest_eps = 1e-4;
+    constexpr double largest_eps = 1e-5;
+    constexpr double largest_general_eps = 1e-6;
     if (epsilon.eigen_eps > largest_eps) {
         mb_fprintf(stdout, "$$ Warning: eigen_eps = %g costs digits of every result.\n",
                    epsilon.eigen_eps);
+    }
+    if (epsilon.general_eps > largest_general_eps) {
+        mb_fprintf(
+            stdout,
+            "$$ Warning: general_eps = %g: scattering factors of small s^2 and the rim of the "
+            "disk are taken as coarsely.\n",
+            epsilon.general_eps);
     }
     if (epsilon.bc_accuracy <= 0.0) {
         mb_fprintf(stdout, "$$ Warning: bc_accuracy = %g keeps one branch.\n", epsilon.bc_accuracy);

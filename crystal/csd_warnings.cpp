@@ -40,33 +40,33 @@ bool is_positive(const std::array<double, 6> &beta) {
 
 void warn_site(std::size_t number, const AtomSite &site, const BkTable &table) {
     constexpr double far = 1000.0; // cell edges
-    if ((site.occupancy < 0.0 || site.occupancy > 1.0) && may_warn()) {
+    if ((site.occupancy < 0.0 || site.occupancy > 1.0) && may_warn(Told::site)) {
         mb_fprintf(stdout, "$$ Warning: the occupancy of atom %zu is %g.\n", number,
                    site.occupancy);
     }
     const double least_B = table.gm[0];
     const double largest_B = table.gm[5];
-    if (site.B > largest_B && may_warn()) {
+    if (site.B > largest_B && may_warn(Told::site)) {
         mb_fprintf(stdout,
                    "$$ Warning: B of atom %zu is %g, beyond the table of absorption, which ends at "
                    "%g.\n",
                    number, site.B, largest_B);
     }
     // An atom that does not move absorbs nothing.
-    if (site.B < least_B && site.B != 0.0 && may_warn()) {
+    if (site.B < least_B && site.B != 0.0 && may_warn(Told::site)) {
         mb_fprintf(stdout,
                    "$$ Warning: B of atom %zu is %g, below the table of absorption, which begins "
                    "at %g: none is taken.\n",
                    number, site.B, least_B);
     }
-    if (site.bf == 1 && !is_positive(site.beta) && may_warn()) {
+    if (site.bf == 1 && !is_positive(site.beta) && may_warn(Told::site)) {
         mb_fprintf(stdout,
                    "$$ Warning: the displacements of atom %zu are imaginary in some "
                    "direction.\n",
                    number);
     }
     for (const double x : site.position()) {
-        if (std::fabs(x) > far && may_warn()) {
+        if (std::fabs(x) > far && may_warn(Told::site)) {
             mb_fprintf(stdout, "$$ Warning: a coordinate of atom %zu is %g cell edges.\n", number,
                        x);
         }
@@ -137,7 +137,7 @@ void warn_close_atoms(const Csd &csd) {
 
 // What the operations that leave a site in its place make of its displacements.
 void warn_site_symmetry(std::size_t number, const AtomSite &site, const Csd &csd) {
-    constexpr double visible = 0.01; // of the largest exponent
+    constexpr double visible = 0.05; // of the largest exponent: coefficients may have two digits
     constexpr std::array<Hkl, 6> independent = {
         {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}, {1, 0, 1}, {0, 1, 1}}};
     double largest = 0.0;
@@ -153,7 +153,7 @@ void warn_site_symmetry(std::size_t number, const AtomSite &site, const Csd &csd
             const double change =
                 displacement_exponent(gen_reflex(g, op), site) - displacement_exponent(g, site);
             if (std::fabs(change) > visible * largest) {
-                if (may_warn()) {
+                if (may_warn(Told::site)) {
                     mb_fprintf(stdout,
                                "$$ Warning: the displacements of atom %zu lack the symmetry of its "
                                "site.\n",
@@ -166,7 +166,7 @@ void warn_site_symmetry(std::size_t number, const AtomSite &site, const Csd &csd
 }
 
 bool is_forbidden(const Hkl &g, const SpaceGroup &group) {
-    constexpr double visible = 1e-6;
+    constexpr double visible = 1e-3; // the table has translations of seven digits
     const auto extinguishes = [&](const SymOp &op) {
         const double turns = g.h * op[9] + g.k * op[10] + g.l * op[11];
         return gen_reflex(g, op) == g && std::fabs(turns - std::round(turns)) > visible;
@@ -175,20 +175,25 @@ bool is_forbidden(const Hkl &g, const SpaceGroup &group) {
            std::any_of(group.ops.begin(), group.ops.end(), extinguishes);
 }
 
+// By more than is written, and than the rounding of structure factors that vanish.
+bool differ(complex F, complex other) {
+    return c_abs(c_sub(F, other)) > visible_change * std::max(1.0, c_abs(F));
+}
+
 // A potential has both of a Friedel pair, and its elastic part is real.
 void warn_friedel_mate(const LowOrderF &entry, const ReflectionTable &given, const Csd &csd) {
     const Hkl &g = entry.hkl;
     const Hkl mate = {-g.h, -g.k, -g.l};
     const int at_mate = search_g_table(mate, given);
-    if (at_mate < 0 && may_warn()) {
+    if (at_mate < 0 && may_warn(Told::structure_factor)) {
         mb_fprintf(stdout,
                    "$$ Warning: a structure factor is given for %d %d %d, but none for %d %d %d, "
                    "which keeps that of the tables.\n",
                    g.h, g.k, g.l, mate.h, mate.k, mate.l);
     }
     const complex F = given.F[search_g_table(g, given)];
-    if (at_mate >= 0 && csd.lof_type == 2 &&
-        c_abs(c_sub(given.F[at_mate], c_conj(F))) > visible_change * c_abs(F) && may_warn()) {
+    if (at_mate >= 0 && csd.lof_type == 2 && differ(given.F[at_mate], c_conj(F)) &&
+        may_warn(Told::structure_factor)) {
         mb_fprintf(stdout,
                    "$$ Warning: the elastic structure factors of %d %d %d and %d %d %d are not "
                    "conjugate: no real potential has them.\n",
@@ -197,7 +202,8 @@ void warn_friedel_mate(const LowOrderF &entry, const ReflectionTable &given, con
     // Absorption makes a pair unequal by twice its part.
     const double larger = at_mate < 0 ? 0.0 : std::max(c_abs(F), c_abs(given.F[at_mate]));
     if (csd.lof_type == 1 && larger > 0.0 &&
-        std::fabs(c_abs(F) - c_abs(given.F[at_mate])) > 0.5 * larger && may_warn()) {
+        std::fabs(c_abs(F) - c_abs(given.F[at_mate])) > 0.5 * larger &&
+        may_warn(Told::structure_factor)) {
         mb_fprintf(stdout,
                    "$$ Warning: the structure factors of %d %d %d and %d %d %d differ by more than "
                    "absorption explains.\n",
@@ -213,21 +219,21 @@ void warn_given_factors(const Csd &csd) {
     for (const LowOrderF &entry : csd.low_order) {
         const Hkl &g = entry.hkl;
         const complex F = given_part(entry, csd);
-        if (c_abs(F) > F_0 && g != Hkl{} && may_warn()) {
+        if (c_abs(F) > F_0 && g != Hkl{} && may_warn(Told::structure_factor)) {
             mb_fprintf(stdout,
                        "$$ Warning: the structure factor given for %d %d %d is larger than that of "
                        "0 0 0, %g A.\n",
                        g.h, g.k, g.l, F_0);
         }
-        if (c_abs(F) > visible_change && is_forbidden(g, csd.group) && may_warn()) {
+        if (c_abs(F) > visible_change && is_forbidden(g, csd.group) &&
+            may_warn(Told::structure_factor)) {
             mb_fprintf(stdout,
                        "$$ Warning: the space group forbids the reflection %d %d %d, whose "
                        "structure factor is given.\n",
                        g.h, g.k, g.l);
         }
         const int before = search_g_table(g, given);
-        if (before >= 0 && c_abs(c_sub(given.F[before], F)) > visible_change * c_abs(F) &&
-            may_warn()) {
+        if (before >= 0 && differ(given.F[before], F) && may_warn(Told::structure_factor)) {
             mb_fprintf(stdout,
                        "$$ Warning: the structure factor given for %d %d %d does not count: it "
                        "differs from that of an equivalent before it.\n",
@@ -276,7 +282,7 @@ void warn_constraints(const Csd &csd) {
         if (par.flag != -1) {
             return;
         }
-        if (!is_complete(par.value_text) && may_warn()) {
+        if (!is_complete(par.value_text) && may_warn(Told::constraint)) {
             mb_fprintf(stdout,
                        "$$ Warning: in the constraint \"%s\" a number or a name is missing: 0 is "
                        "taken.\n",

@@ -60,7 +60,7 @@ Vector<complex> vgv_reim_csd(const BeamList &beams, Csd &csd, double voltage) {
         } else {
             const StructureFactor f = structure_factor_ext_tbl(beams.hkl[i], csd, voltage, known);
             F = f.F;
-            status = f.status;
+            status = std::max(status, f.status);
         }
         V[i] = fg_to_vg(F, csd.metric);
     }

@@ -31,7 +31,7 @@ void skip_comment_block(int limit, char *buf, std::FILE *stream) {
 
 // Warnings of this run that may_warn let through, and one more when some were kept back.
 constexpr int most_told = 10;
-int num_told = 0;
+std::array<int, static_cast<std::size_t>(Told::num_kinds)> num_told = {};
 
 // The number that a token begins with, and whether it is nothing but that.
 struct LeadingNumber {
@@ -67,7 +67,7 @@ template <std::size_t N> std::array<int, N> fget_integers(std::FILE *stream, con
     for (std::size_t i = 0; i < N; ++i) {
         integers[i] = truncate_to_int(numbers[i]);
         if (numbers[i] - integers[i] != 0.0 && std::fabs(numbers[i] - integers[i]) < 1.0 &&
-            may_warn()) {
+            may_warn(Told::line)) {
             mb_fprintf(stdout, "$$ Warning: %g is cut to the integer %d.\n", numbers[i],
                        integers[i]);
         }
@@ -170,27 +170,29 @@ std::vector<std::string> tokens_of(const char *line) {
     return tokens;
 }
 
-bool may_warn() {
-    if (num_told == most_told) {
+bool may_warn(Told kind) {
+    int &told = num_told[static_cast<std::size_t>(kind)];
+    if (told == most_told) {
         mb_fprintf(stdout, "$$ Warning: further ones of this kind are not told.\n");
     }
-    return ++num_told <= most_told;
+    told = std::min(told, most_told) + 1;
+    return told <= most_told;
 }
 
 void restart_warnings() {
-    num_told = 0;
+    num_told = {};
 }
 
 void chk_number_count(int least, int most, const std::string &line) {
     const std::vector<std::string> tokens = tokens_of(line.c_str());
     const int present = static_cast<int>(tokens.size());
-    if (present < least && may_warn()) {
+    if (present < least && may_warn(Told::line)) {
         mb_fprintf(stdout, "$$ Warning: \"%s\" holds %d of %d numbers; what is missing is 0.\n",
                    line.c_str(), present, least);
     }
     // What begins with a word is a remark.
     if (present > most && leading_number(tokens[static_cast<std::size_t>(most)]).is_all &&
-        may_warn()) {
+        may_warn(Told::line)) {
         mb_fprintf(stdout,
                    "$$ Warning: \"%s\" holds more than %d number%s; the rest is not read.\n",
                    line.c_str(), most, most == 1 ? "" : "s");
@@ -215,7 +217,7 @@ void close_input(InputFile &stream) {
 
 double to_double(const std::string &token) {
     const LeadingNumber number = leading_number(token);
-    if (!number.is_all && !token.empty() && may_warn()) {
+    if (!number.is_all && !token.empty() && may_warn(Told::line)) {
         mb_fprintf(stdout, "$$ Warning: \"%s\" is read as %g.\n", token.c_str(), number.value);
     }
     return number.value;
@@ -225,7 +227,7 @@ int to_int(const std::string &token) {
     const long value = std::strtol(token.c_str(), nullptr, 10);
     const LeadingNumber number = leading_number(token);
     const bool is_read_whole = number.is_all && static_cast<double>(value) == number.value;
-    if (!is_read_whole && !token.empty() && may_warn()) {
+    if (!is_read_whole && !token.empty() && may_warn(Told::line)) {
         mb_fprintf(stdout, "$$ Warning: \"%s\" is read as %ld.\n", token.c_str(), value);
     }
     if (value > std::numeric_limits<int>::max()) {

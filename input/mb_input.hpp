@@ -40,9 +40,12 @@ std::string fget_line(std::FILE *stream, const char *what, int limit = element_l
 // The tokens of a line; a line end at its end belongs to none.
 std::vector<std::string> tokens_of(const char *line);
 
-// Whether one more warning about single lines, tokens or sites of the input may be written: ten of
-// them are, "$$ Warning: ..." on the console, in each run.
-bool may_warn();
+// What warnings that can be many are about.
+enum class Told { line, site, structure_factor, constraint, num_kinds };
+
+// Whether one more warning of the kind may be written: ten of them are, "$$ Warning: ..." on the
+// console, in each run.
+bool may_warn(Told kind);
 // A run begins.
 void restart_warnings();
 

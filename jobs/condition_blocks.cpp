@@ -78,7 +78,7 @@ IncidentBeam read_incident_beam(std::FILE *stream) {
     beam.G_tilt = fget_d(stream, "the tilt along G");
     beam.acc_voltage = fget_d(stream, "the accelerating voltage");
     chk_data("}INCIDENT_BEAM", stream);
-    if (!(beam.acc_voltage >= 1.0)) {
+    if (!(beam.acc_voltage >= 1.0 && beam.acc_voltage <= 10000.0)) {
         mb_fprintf(stdout, "$$ Warning: the accelerating voltage is %g kV.\n", beam.acc_voltage);
     }
     return beam;

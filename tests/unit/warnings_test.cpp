@@ -39,6 +39,10 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
     twice.low_order = "2\n1\n2 0 0\n3\n0.1\n0 -2 0\n3.1\n0.1\n";
     CrystalText agreed = aluminium;
     agreed.low_order = "2\n1\n2 0 0\n3\n0.1\n0 -2 0\n3\n0.1\n";
+    // Per-site factors of a forbidden reflection and an equivalent: F of rounding errors.
+    const CrystalText vanishing = {"", cubic(227, 5.43),
+                                   "1\n" + iso_site("Si", "0.125\n0.125\n0.125\n", 0.01),
+                                   "2\n3\n2 0 0\n3\n0.1\n0 2 0\n3\n0.1\n"};
     CrystalText one_mate = gaas;
     one_mate.low_order = "1\n2\n1 1 1\n17\n20\n"; // lof_type 2: elastic
     CrystalText both_mates = gaas;
@@ -128,6 +132,8 @@ TEST(Warnings, TellWhatCanHardlyBeMeant) {
         {cbed(with(&Conditions::settings, "eigen_eps 1e-3\n")), "eigen_eps = 0.001 costs digits"},
         {cbed(with(&Conditions::settings, "bc_accuracy 1 # eigen_eps\n")),
          "the line of bc_accuracy sets eigen_eps."},
+        {cbed(with(&Conditions::settings, "general_eps 0.1\n")), "general_eps = 0.1"},
+        {cbed(with(&Conditions::crystal, vanishing.block())), "B of atom 1 is 0.01,"},
         {cbed(with(&Conditions::incidence, "0 0 2\n0 0 1\n2 0 0\n")), "has the common factor 2"},
         {cbed(with(&Conditions::incidence, "0 0 1\n0 0 1\n2 0\n")),
          "\"2 0\" holds 2 of 3 numbers; what is missing is 0."},
