@@ -29,10 +29,23 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 std::atomic<int> steps_done = 0;
 std::atomic<int> steps_in_all = 0;
 
+// Of the first interrupt, milliseconds of a clock that only goes forward; 0 before it.
+std::atomic<long long> interrupted_at = 0;
+static_assert(std::atomic<long long>::is_always_lock_free);
+
 extern "C" void note_interrupt(int signal) {
+    // Who signals a process and its group, as timeout(1) does, does it within this time.
+    constexpr long long same_interrupt = 200;
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const long long now_at = now.tv_sec * 1000LL + now.tv_nsec / 1000000 + 1;
+    long long first_at = 0;
     interrupted = true;
-    if (signal != SIGXCPU) { // which the system sends again each second
+    const bool is_first = interrupted_at.compare_exchange_strong(first_at, now_at);
+    // The system sends SIGXCPU again each second.
+    if (!is_first && signal != SIGXCPU && now_at - first_at > same_interrupt) {
         std::signal(signal, SIG_DFL);
+        std::raise(signal); // ends the program when this returns
     }
 }
 
@@ -76,6 +89,7 @@ void dbg_dump_complexmat(int flag, const char *title, int n, const complex *cons
 
 void catch_interrupts() {
     interrupted = false;
+    interrupted_at = 0;
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGXCPU}) {
         struct sigaction before = {};
         if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {

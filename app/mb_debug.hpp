@@ -19,8 +19,8 @@ void dbg_dump_complexmat(int flag, const char *title, int n, const complex *cons
 void progress_indicator(int i, int n);
 
 // From now on SIGINT, SIGTERM, SIGHUP and SIGXCPU (the soft limit of processor time), where they
-// are not ignored, end the run when it next looks for them, without half a file; a second one of a
-// kind, but for SIGXCPU, ends it at once.
+// are not ignored, end the run when it next looks for them, without half a file; another one
+// more than 0.2 s later, but for SIGXCPU, ends it at once.
 void catch_interrupts();
 
 // Ends the run when an interrupt has come: "\n$$ Interrupted after %d of %d steps. Abort.\n", exit

@@ -180,34 +180,36 @@ bool differ(complex F, complex other) {
     return c_abs(c_sub(F, other)) > visible_change * std::max(1.0, c_abs(F));
 }
 
-// A potential has both of a Friedel pair, and its elastic part is real.
+// A potential has both of a Friedel pair, and its elastic part is real. A pair is told of once.
 void warn_friedel_mate(const LowOrderF &entry, const ReflectionTable &given, const Csd &csd) {
     const Hkl &g = entry.hkl;
     const Hkl mate = {-g.h, -g.k, -g.l};
+    const int at = search_g_table(g, given);
     const int at_mate = search_g_table(mate, given);
-    if (at_mate < 0 && may_warn(Told::structure_factor)) {
-        mb_fprintf(stdout,
-                   "$$ Warning: a structure factor is given for %d %d %d, but none for %d %d %d, "
-                   "which keeps that of the tables.\n",
-                   g.h, g.k, g.l, mate.h, mate.k, mate.l);
+    const auto tell = [&](const char *format) {
+        if (may_warn(Told::structure_factor)) {
+            mb_fprintf(stdout, format, g.h, g.k, g.l, mate.h, mate.k, mate.l);
+        }
+    };
+    if (at_mate < 0) {
+        tell("$$ Warning: a structure factor is given for %d %d %d, but none for %d %d %d, which "
+             "keeps that of the tables.\n");
     }
-    const complex F = given.F[search_g_table(g, given)];
-    if (at_mate >= 0 && csd.lof_type == 2 && differ(given.F[at_mate], c_conj(F)) &&
-        may_warn(Told::structure_factor)) {
-        mb_fprintf(stdout,
-                   "$$ Warning: the elastic structure factors of %d %d %d and %d %d %d are not "
-                   "conjugate: no real potential has them.\n",
-                   g.h, g.k, g.l, mate.h, mate.k, mate.l);
+    if (at_mate < at) {
+        return;
+    }
+    const complex F = given.F[at];
+    const complex F_mate = given.F[at_mate];
+    if (csd.lof_type == 2 && differ(F_mate, c_conj(F))) {
+        tell(
+            "$$ Warning: the elastic structure factors of %d %d %d and %d %d %d are not conjugate: "
+            "no real potential has them.\n");
     }
     // Absorption makes a pair unequal by twice its part.
-    const double larger = at_mate < 0 ? 0.0 : std::max(c_abs(F), c_abs(given.F[at_mate]));
-    if (csd.lof_type == 1 && larger > 0.0 &&
-        std::fabs(c_abs(F) - c_abs(given.F[at_mate])) > 0.5 * larger &&
-        may_warn(Told::structure_factor)) {
-        mb_fprintf(stdout,
-                   "$$ Warning: the structure factors of %d %d %d and %d %d %d differ by more than "
-                   "absorption explains.\n",
-                   g.h, g.k, g.l, mate.h, mate.k, mate.l);
+    if (csd.lof_type == 1 &&
+        std::fabs(c_abs(F) - c_abs(F_mate)) > 0.5 * std::max(c_abs(F), c_abs(F_mate))) {
+        tell("$$ Warning: the structure factors of %d %d %d and %d %d %d differ by more than "
+             "absorption explains.\n");
     }
 }
 

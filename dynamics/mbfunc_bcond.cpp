@@ -47,7 +47,9 @@ int upper_b_cond(int n, const double *beta_selected, const complex *const *eigve
             boundary[i][j] = {eigvec[i][j].re / root, eigvec[i][j].im / root};
         }
     }
-    bc_invmat(n, boundary, alpha, invmat_work);
+    if (bc_invmat(n, boundary, alpha, invmat_work) != 0) {
+        ++invmat_work.num_singular;
+    }
     return check_excitation(n, eigvec, alpha);
 }
 

@@ -63,6 +63,7 @@ void calc_disp_surf_ug(const TiltProblem &problem, BranchRange branches,
     write_dispsurf_script(sd, branches, base_name, files);
     mb_fprintf(stdout, "\n>> kavun %s_kav.txt\n", base_name.c_str());
     non_finite.report(log);
+    warn_singular(work.invmat.num_singular, log);
     warn_growth(largest, log);
 }
 

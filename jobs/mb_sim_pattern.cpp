@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <span>
 #include <string>
 #include <vector>
@@ -224,8 +225,15 @@ void solve_pattern(PatternRun &run) {
                 [&] { run.ranks.gather(num_values, steps.tilts, take); });
 }
 
-// The tilts that rank 0 gives another.
-void solve_share(const TiltProblem &problem, std::span<const SymOp> ops, bool coherent) {
+int num_singular(const std::vector<PatternSlot> &slots) {
+    return std::accumulate(slots.begin(), slots.end(), 0, [](int sum, const PatternSlot &slot) {
+        return sum + slot.work.invmat.num_singular;
+    });
+}
+
+// The tilts that rank 0 gives another, which speaks for itself of them.
+void solve_share(const TiltProblem &problem, std::span<const SymOp> ops, bool coherent,
+                 std::FILE *log) {
     const TiltShare share = TiltRanks::receive_share();
     const PatternSolver solver(problem, ops, coherent, share);
     TiltSteps steps;
@@ -245,6 +253,7 @@ void solve_share(const TiltProblem &problem, std::span<const SymOp> ops, bool co
         solver.solve_block(b, count_not_found, slots[slot], give);
     };
     solve_steps(steps, static_cast<int>(slots.size()), solve, [&] { to_rank_0.flush(); });
+    warn_singular(num_singular(slots), log);
 }
 
 // Where all tilts are done those that take over the count of the tilt before can be solved.
@@ -321,7 +330,7 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
     }
     chk_same_problem(problem, ops);
     if (ranks().rank() != 0) {
-        solve_share(problem, ops, kind.coherent);
+        solve_share(problem, ops, kind.coherent, log);
         ranks().pass_on_words();
         return;
     }
@@ -340,6 +349,7 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
     write();
     run.checkpoint.remove();
     NonFiniteCount(grid, run.finite).report(log);
+    warn_singular(num_singular(run.slots), log);
     warn_growth(largest_intensity(run), log);
 }
 

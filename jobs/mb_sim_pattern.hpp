@@ -27,7 +27,7 @@ Tensor<double> alloc_pattern(const Sd &sd, PatternKind kind);
 // (limited_branch). A tilt that would take one over is solved again, in grid order, when all others
 // are done.
 // Tilts that follow from others by symmetry are equal to theirs to rounding; propagated ones are
-// exact to about 1e-11 of the incident beam.
+// exact to better than 1e-10 of the incident beam.
 //
 // With checkpoint_seconds the tilts are kept in "%s_checkpoint" until all is written; those of an
 // earlier run are taken from it. A rank other than 0 needs no grid: rank 0 gives it tilts to solve;

@@ -52,6 +52,15 @@ void warn_growth(double largest, std::FILE *log) {
     }
 }
 
+void warn_singular(int solutions, std::FILE *log) {
+    if (solutions > 0) {
+        mb_fprintf_stdo(log,
+                        "$$ Warning: the eigenvectors of %d solutions depend on one another: their "
+                        "excitations, and what follows from them, are none.\n",
+                        solutions);
+    }
+}
+
 void chk_amplitude_scale() {
     if (epsilon.intensity_scaling < 0.0) {
         input_exit("$$ intensity_scaling = %g: amplitudes are scaled by its square root. Abort.",

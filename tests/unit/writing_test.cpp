@@ -190,15 +190,17 @@ TEST(Interrupt, TellsHowFarTheRunCame) {
 }
 
 TEST(Interrupt, ComesAgain) {
-    const auto twice = [](int signal) {
+    const auto twice = [](int signal, int other, int milliseconds) {
         catch_interrupts();
         raise(signal);
-        raise(signal);
+        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+        raise(other);
         chk_interrupt(3, 7);
     };
-    EXPECT_EXIT(twice(SIGTERM), testing::KilledBySignal(SIGTERM), "");
+    EXPECT_EXIT(twice(SIGTERM, SIGTERM, 0), testing::ExitedWithCode(1), "");
+    EXPECT_EXIT(twice(SIGTERM, SIGINT, 300), testing::KilledBySignal(SIGINT), "");
     // The system does so each second.
-    EXPECT_EXIT(twice(SIGXCPU), testing::ExitedWithCode(1), "");
+    EXPECT_EXIT(twice(SIGXCPU, SIGXCPU, 300), testing::ExitedWithCode(1), "");
 }
 
 TEST(Writing, ThreadsEndTheRunOneAfterTheOther) {
