@@ -12,6 +12,15 @@ namespace orvel {
 
 namespace {
 
+// A file opened in the place of a closed standard stream would get its text, so those places are
+// taken first, before anything else opens one. Opened for reading: what is written to a closed
+// output still fails.
+void occupy_standard_streams() {
+    static const std::array<std::FILE *, 3> held = {
+        std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r")};
+    static_cast<void>(held);
+}
+
 // A write to a closed pipe, or beyond the size that a file may have, becomes a failed write, which
 // the end of the run tells.
 void let_writes_fail() {
@@ -33,12 +42,6 @@ void end_when_memory_is_out() {
 }
 
 } // namespace
-
-void occupy_standard_streams() {
-    static const std::array<std::FILE *, 3> held = {
-        std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r"), std::fopen("/dev/null", "r")};
-    static_cast<void>(held);
-}
 
 void settle_surroundings() {
     occupy_standard_streams();

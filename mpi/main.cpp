@@ -3,7 +3,7 @@
 #include "mpi/mpi_ranks.hpp"
 
 int main(int argc, char **argv) {
-    orvel::occupy_standard_streams();
+    orvel::settle_surroundings(); // before the library opens files of its own
     orvel::MpiRanks ranks(&argc, &argv);
     orvel::set_ranks(&ranks);
     return orvel::run_orvel(argc, argv);
