@@ -108,6 +108,7 @@ bool set_by_key(const Key<Record> (&keys)[N], const char *line, Record &record) 
         if (!has_second(line)) {
             input_exit("$$ %s is given no value. Abort.", key.name);
         }
+        chk_number_count(1, 1, std::string(line, std::strcspn(line, "\n")), 1);
         if (key.real != nullptr) {
             record.*key.real = chk_finite(second_double(line), key.name);
         } else {

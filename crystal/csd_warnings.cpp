@@ -103,7 +103,7 @@ Crowd atoms_around(std::size_t site, std::size_t begin, std::size_t end, const C
         for (const Position &image : near) {
             crowd.occupancy += csd.sites[i].occupancy;
             const double d = distance(image, place, csd.metric);
-            if (d >= crowd.distance) {
+            if (d > crowd.distance || (i != site && !(d < crowd.distance))) {
                 crowd.farthest = i;
                 crowd.distance = d;
             }
@@ -115,7 +115,7 @@ Crowd atoms_around(std::size_t site, std::size_t begin, std::size_t end, const C
 // Places that hold more than one atom: positions a little off a special one, or a site that is
 // listed twice. One is told.
 void warn_close_atoms(const Csd &csd) {
-    constexpr double most_pairs = 1e7;
+    constexpr double most_pairs = 5e7;
     const std::size_t n = csd.sites.size();
     const double pairs =
         static_cast<double>(n) * static_cast<double>(n) * static_cast<double>(csd.group.ops.size());
@@ -175,17 +175,33 @@ bool is_forbidden(const Hkl &g, const SpaceGroup &group) {
            std::any_of(group.ops.begin(), group.ops.end(), extinguishes);
 }
 
-// By more than is written, and than the rounding of structure factors that vanish.
+// By more than two decimals leave open.
 bool differ(complex F, complex other) {
-    return c_abs(c_sub(F, other)) > visible_change * std::max(1.0, c_abs(F));
+    constexpr double visible = 0.02; // A; of a larger one, its fraction
+    return c_abs(c_sub(F, other)) > visible * std::max(1.0, c_abs(F));
 }
 
+// The elastic part that is given of F_g; lof_type 1 gives none by itself.
+complex elastic_part(const LowOrderF &entry, const Csd &csd) {
+    if (csd.lof_type <= 2) {
+        return entry.elastic;
+    }
+    const std::vector<double> none(csd.sites.size(), 0.0);
+    return calc_structure_factor_ph(entry.hkl, sq_abs(hkl2rhkl(entry.hkl), csd.metric) / 4.0, csd,
+                                    entry.elastic_f, none);
+}
+
+// Given structure factors with all their equivalents, in the same order.
+struct GivenFactors {
+    ReflectionTable total;
+    ReflectionTable elastic;
+};
+
 // A potential has both of a Friedel pair, and its elastic part is real. A pair is told of once.
-void warn_friedel_mate(const LowOrderF &entry, const ReflectionTable &given, const Csd &csd) {
-    const Hkl &g = entry.hkl;
+void warn_friedel_mate(const Hkl &g, const GivenFactors &given, int lof_type) {
     const Hkl mate = {-g.h, -g.k, -g.l};
-    const int at = search_g_table(g, given);
-    const int at_mate = search_g_table(mate, given);
+    const int at = search_g_table(g, given.total);
+    const int at_mate = search_g_table(mate, given.total);
     const auto tell = [&](const char *format) {
         if (may_warn(Told::structure_factor)) {
             mb_fprintf(stdout, format, g.h, g.k, g.l, mate.h, mate.k, mate.l);
@@ -195,19 +211,19 @@ void warn_friedel_mate(const LowOrderF &entry, const ReflectionTable &given, con
         tell("$$ Warning: a structure factor is given for %d %d %d, but none for %d %d %d, which "
              "keeps that of the tables.\n");
     }
-    if (at_mate < at) {
+    if (at < 0 || at_mate < at) {
         return;
     }
-    const complex F = given.F[at];
-    const complex F_mate = given.F[at_mate];
-    if (csd.lof_type == 2 && differ(F_mate, c_conj(F))) {
+    if (lof_type != 1 && differ(given.elastic.F[at_mate], c_conj(given.elastic.F[at]))) {
         tell(
             "$$ Warning: the elastic structure factors of %d %d %d and %d %d %d are not conjugate: "
             "no real potential has them.\n");
     }
-    // Absorption makes a pair unequal by twice its part.
-    if (csd.lof_type == 1 &&
-        std::fabs(c_abs(F) - c_abs(F_mate)) > 0.5 * std::max(c_abs(F), c_abs(F_mate))) {
+    // F_g + conj(F_-g) is twice the elastic part, F_g - conj(F_-g) twice that of absorption.
+    const complex conj_mate = c_conj(given.total.F[at_mate]);
+    const double elastic = c_abs(c_add(given.total.F[at], conj_mate));
+    const double absorptive = c_abs(c_sub(given.total.F[at], conj_mate));
+    if (lof_type == 1 && absorptive > 1.0 && absorptive >= elastic) {
         tell("$$ Warning: the structure factors of %d %d %d and %d %d %d differ by more than "
              "absorption explains.\n");
     }
@@ -216,7 +232,7 @@ void warn_friedel_mate(const LowOrderF &entry, const ReflectionTable &given, con
 // Given structure factors that the space group does not have, that others given before rule out,
 // that the table of low_order_table has no room for, or that no atoms have.
 void warn_given_factors(const Csd &csd) {
-    ReflectionTable given;
+    GivenFactors given;
     const double F_0 = calc_F_0_re(csd);
     for (const LowOrderF &entry : csd.low_order) {
         const Hkl &g = entry.hkl;
@@ -234,27 +250,28 @@ void warn_given_factors(const Csd &csd) {
                        "structure factor is given.\n",
                        g.h, g.k, g.l);
         }
-        const int before = search_g_table(g, given);
-        if (before >= 0 && differ(given.F[before], F) && may_warn(Told::structure_factor)) {
+        const int before = search_g_table(g, given.total);
+        if (before >= 0 && differ(given.total.F[before], F) && may_warn(Told::structure_factor)) {
             mb_fprintf(stdout,
                        "$$ Warning: the structure factor given for %d %d %d does not count: it "
                        "differs from that of an equivalent before it.\n",
                        g.h, g.k, g.l);
         }
-        stock_fg_tbl_sym(g, F, given, csd.group.ops);
+        stock_fg_tbl_sym(g, F, given.total, csd.group.ops);
+        stock_fg_tbl_sym(g, elastic_part(entry, csd), given.elastic, csd.group.ops);
         const auto is_known = [&](const SymOp &op) {
-            return search_g_table(gen_reflex(g, op), given) >= 0;
+            return search_g_table(gen_reflex(g, op), given.total) >= 0;
         };
         if (!std::all_of(csd.group.ops.begin(), csd.group.ops.end(), is_known)) {
             mb_fprintf(stdout,
                        "$$ Warning: structure factors given from %d %d %d on do not count: with "
                        "their equivalents they are more than %d.\n",
-                       g.h, g.k, g.l, given.capacity);
+                       g.h, g.k, g.l, given.total.capacity);
             return;
         }
     }
     for (const LowOrderF &entry : csd.low_order) {
-        warn_friedel_mate(entry, given, csd);
+        warn_friedel_mate(entry.hkl, given, csd.lof_type);
     }
 }
 

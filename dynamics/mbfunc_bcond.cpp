@@ -47,9 +47,7 @@ int upper_b_cond(int n, const double *beta_selected, const complex *const *eigve
             boundary[i][j] = {eigvec[i][j].re / root, eigvec[i][j].im / root};
         }
     }
-    if (bc_invmat(n, boundary, alpha, invmat_work) != 0) {
-        ++invmat_work.num_singular;
-    }
+    invmat_work.is_singular = bc_invmat(n, boundary, alpha, invmat_work) != 0;
     return check_excitation(n, eigvec, alpha);
 }
 

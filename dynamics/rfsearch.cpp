@@ -83,15 +83,13 @@ void chk_limits(const BeamSearch &search, int candidates, const FoundBeams &foun
 }
 
 // 000 and every g of the box that admits(g), in the class that judge(g) finds; ends the run at a
-// limit. The box does not hold the whole sphere in an oblique cell: beams that it leaves out are
-// told of.
+// limit.
 template <class Admits, class Judge>
 FoundBeams find_beams(const BeamSearch &search, const Csd &csd, Admits admits, Judge judge) {
     FoundBeams found;
     found.exact.push_back({0, 0, 0});
-    const Hkl m = search_box(search.g_max, csd.metric);
     int candidates = 0;
-    go_through(m, csd, admits, [&](const Hkl &g) {
+    go_through(search_box(search.g_max, csd.metric), csd, admits, [&](const Hkl &g) {
         const BeamClass beam_class = judge(g);
         if (beam_class != BeamClass::dropped) {
             (beam_class == BeamClass::exact ? found.exact : found.bethe).push_back(g);
@@ -99,29 +97,41 @@ FoundBeams find_beams(const BeamSearch &search, const Csd &csd, Admits admits, J
         chk_limits(search, ++candidates, found);
         return true;
     });
+    sort_reflex(found.exact, csd.metric);
+    sort_reflex(found.bethe, csd.metric);
+    return found;
+}
+
+// Tells of beams that find_beams leaves out: in an oblique cell its box does not hold the whole
+// sphere.
+template <class Admits, class Judge>
+void warn_left_out(const BeamSearch &search, const Csd &csd, Admits admits, Judge judge) {
+    constexpr int most_judged = 100000;
+    const Hkl m = search_box(search.g_max, csd.metric);
     const Hkl whole = sphere_box(search.g_max, csd.metric);
-    bool is_left_out = points_of_box(whole) > search_box_limit;
-    if (!is_left_out && whole != m) {
+    bool is_left_out = false;
+    bool is_looked_at = points_of_box(whole) <= search_box_limit;
+    if (is_looked_at && whole != m) {
         const auto is_beyond = [&](const Hkl &g) {
             const bool searched =
                 std::abs(g.h) <= m.h && std::abs(g.k) <= m.k && std::abs(g.l) <= m.l;
             return !searched && admits(g);
         };
+        int judged = 0;
         go_through(whole, csd, is_beyond, [&](const Hkl &g) {
             is_left_out = judge(g) != BeamClass::dropped;
-            return !is_left_out && ++candidates <= candidate_limit;
+            is_looked_at = ++judged < most_judged;
+            return !is_left_out && is_looked_at;
         });
     }
-    if (is_left_out) {
+    if (is_left_out || !is_looked_at) {
         mb_fprintf(stdout,
                    "\n$$ Warning: the search ends at |h| <= %d, |k| <= %d, |l| <= %d. In this "
-                   "oblique cell beams that meet its conditions lie beyond; a greater g_max "
-                   "reaches them.\n",
-                   m.h, m.k, m.l);
+                   "oblique cell %s beyond; a greater g_max reaches them.\n",
+                   m.h, m.k, m.l,
+                   is_left_out ? "beams that meet its conditions lie"
+                               : "more reflections than can be judged lie");
     }
-    sort_reflex(found.exact, csd.metric);
-    sort_reflex(found.bethe, csd.metric);
-    return found;
 }
 
 SearchGeometry search_geometry(const BeamSearch &search, const IncidentBeam &beam, const Csd &csd) {
@@ -172,6 +182,7 @@ FoundBeams search_zones(const BeamSearch &search, const IncidentBeam &beam, cons
                    "\n$$ Warning: %d beams were left out whose extinction distance is no number.\n",
                    not_a_number);
     }
+    warn_left_out(search, csd, admits, judge);
     return found;
 }
 
@@ -207,7 +218,10 @@ FoundBeams beam_search_sphere(const BeamSearch &search, const Csd &csd) {
     const auto admits = [&](const Hkl &g) {
         return sq_abs(hkl2rhkl(g), csd.metric) < search.g_max * search.g_max;
     };
-    return find_beams(search, csd, admits, [](const Hkl &) { return BeamClass::exact; });
+    const auto judge = [](const Hkl &) { return BeamClass::exact; };
+    FoundBeams found = find_beams(search, csd, admits, judge);
+    warn_left_out(search, csd, admits, judge);
+    return found;
 }
 
 Hkl evaluate_hklmax(double g_max, const Metric &metric) {

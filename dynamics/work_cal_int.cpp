@@ -24,7 +24,8 @@ double work_cal_int_bytes(int n_max, int n_thick) {
     // A, B, eigenvectors, boundary, three Bethe blocks and, in the solvers, five more.
     constexpr double matrices = 12.0;
     const double n = n_max;
-    return sizeof(complex) * (matrices * n * n + (17.5 + n_thick) * n);
+    const double rows = static_cast<double>(sizeof(void *)) * n_thick; // of the propagation factors
+    return sizeof(complex) * (matrices * n * n + (17.5 + n_thick) * n) + rows;
 }
 
 } // namespace orvel

@@ -53,8 +53,9 @@ FitPar fget_fitpar(std::FILE *stream) {
     const auto flag = tokens.size() > 1 ? flag_of(tokens[1]) : std::nullopt;
     if (!flag) {
         chk_number_count(1, 1, line);
-        if (std::find(tokens.begin(), tokens.end(), "CST") != tokens.end() &&
-            may_warn(Told::line)) {
+        const auto is_remark = [](const std::string &token) { return token[0] == '#'; };
+        const auto remark = std::find_if(tokens.begin(), tokens.end(), is_remark);
+        if (std::find(tokens.begin(), remark, "CST") != remark && may_warn(Told::line)) {
             mb_fprintf(stdout,
                        "$$ Warning: \"%s\": only the second word can be CST; this is a remark.\n",
                        line.c_str());

@@ -183,15 +183,15 @@ void restart_warnings() {
     num_told = {};
 }
 
-void chk_number_count(int least, int most, const std::string &line) {
+void chk_number_count(int least, int most, const std::string &line, int first) {
     const std::vector<std::string> tokens = tokens_of(line.c_str());
-    const int present = static_cast<int>(tokens.size());
+    const int present = static_cast<int>(tokens.size()) - first;
     if (present < least && may_warn(Told::line)) {
         mb_fprintf(stdout, "$$ Warning: \"%s\" holds %d of %d numbers; what is missing is 0.\n",
                    line.c_str(), present, least);
     }
     // What begins with a word is a remark.
-    if (present > most && leading_number(tokens[static_cast<std::size_t>(most)]).is_all &&
+    if (present > most && leading_number(tokens[static_cast<std::size_t>(first + most)]).is_all &&
         may_warn(Told::line)) {
         mb_fprintf(stdout,
                    "$$ Warning: \"%s\" holds more than %d number%s; the rest is not read.\n",

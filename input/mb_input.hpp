@@ -50,8 +50,8 @@ bool may_warn(Told kind);
 void restart_warnings();
 
 // Warns of a line that holds fewer numbers than the least it needs, or another one behind the most
-// that are read.
-void chk_number_count(int least, int most, const std::string &line);
+// that are read; they begin with token number `first`.
+void chk_number_count(int least, int most, const std::string &line, int first = 0);
 
 // The end of a parameter file that has been read. Warns of a line that is left in it.
 void close_input(InputFile &stream);

@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <span>
 #include <string>
 #include <vector>
@@ -32,8 +31,9 @@ struct PatternRun {
     PatternKind kind;
     Tensor<double> &values;
     PatternSolver solver;
-    std::vector<int> kept;    // branches, by grid point
-    std::vector<char> finite; // by grid point
+    std::vector<int> kept;      // branches, by grid point
+    std::vector<char> finite;   // by grid point
+    std::vector<char> singular; // 1 where the boundary condition was not solved
     std::vector<PatternSlot> slots;
     TiltCheckpoint checkpoint;
     TiltRanks ranks;
@@ -55,7 +55,8 @@ std::size_t values_of_tilt(const PatternRun &run) {
 
 // The values of a grid point, [output reflection][thickness, component fastest], in their place.
 void place_tilt(PatternRun &run, int p, int kept, std::span<const double> values) {
-    run.kept[p] = kept;
+    run.singular[p] = kept >= singular_mark ? 1 : 0;
+    run.kept[p] = kept >= singular_mark ? kept - singular_mark : kept;
     // Amplitudes are scaled when they are written.
     const double scale = run.kind.coherent ? std::sqrt(epsilon.intensity_scaling) : 1.0;
     const auto is_written_finite = [&](double x) { return is_finite(x * scale); };
@@ -225,15 +226,8 @@ void solve_pattern(PatternRun &run) {
                 [&] { run.ranks.gather(num_values, steps.tilts, take); });
 }
 
-int num_singular(const std::vector<PatternSlot> &slots) {
-    return std::accumulate(slots.begin(), slots.end(), 0, [](int sum, const PatternSlot &slot) {
-        return sum + slot.work.invmat.num_singular;
-    });
-}
-
-// The tilts that rank 0 gives another, which speaks for itself of them.
-void solve_share(const TiltProblem &problem, std::span<const SymOp> ops, bool coherent,
-                 std::FILE *log) {
+// The tilts that rank 0 gives another.
+void solve_share(const TiltProblem &problem, std::span<const SymOp> ops, bool coherent) {
     const TiltShare share = TiltRanks::receive_share();
     const PatternSolver solver(problem, ops, coherent, share);
     TiltSteps steps;
@@ -253,7 +247,6 @@ void solve_share(const TiltProblem &problem, std::span<const SymOp> ops, bool co
         solver.solve_block(b, count_not_found, slots[slot], give);
     };
     solve_steps(steps, static_cast<int>(slots.size()), solve, [&] { to_rank_0.flush(); });
-    warn_singular(num_singular(slots), log);
 }
 
 // Where all tilts are done those that take over the count of the tilt before can be solved.
@@ -330,13 +323,14 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
     }
     chk_same_problem(problem, ops);
     if (ranks().rank() != 0) {
-        solve_share(problem, ops, kind.coherent, log);
+        solve_share(problem, ops, kind.coherent);
         ranks().pass_on_words();
         return;
     }
-    PatternRun run{problem, ops, kind, values, {problem, ops, kind, log}, {}, {}, {}, {}, {}};
+    PatternRun run{problem, ops, kind, values, {problem, ops, kind, log}, {}, {}, {}, {}, {}, {}};
     run.kept.assign(grid.pix.size(), not_solved);
     run.finite.resize(grid.pix.size());
+    run.singular.resize(grid.pix.size());
     run.slots = alloc_slots(run.solver, grid.num_pix_in);
     if (ranks().size() > 1) {
         mb_fprintf(stdout, "$$ The tilts are shared among %d ranks.\n", ranks().size());
@@ -349,7 +343,7 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
     write();
     run.checkpoint.remove();
     NonFiniteCount(grid, run.finite).report(log);
-    warn_singular(num_singular(run.slots), log);
+    warn_singular(static_cast<int>(std::count(run.singular.begin(), run.singular.end(), 1)), log);
     warn_growth(largest_intensity(run), log);
 }
 

@@ -47,6 +47,12 @@ std::size_t propagated_block(std::size_t num_orbits) {
                       std::size_t{most_propagated});
 }
 
+// The count that take() is told of a tilt that was solved.
+int told_count(const WorkCalInt &work) {
+    const bool is_marked = work.invmat.is_singular && work.n_kept >= 0;
+    return work.n_kept + (is_marked ? singular_mark : 0);
+}
+
 Sd conditions_for(const Sd &sd, const std::vector<int> &reflections) {
     Sd solved;
     solved.beam = sd.beam;
@@ -210,7 +216,7 @@ void PatternSolver::give_others(const TiltOrbit &orbit, int kept, PatternSlot &s
 
 void PatternSolver::solve_point(int p, int kept_before, PatternSlot &slot, const Take &take) const {
     solve(p, kept_before, slot);
-    give_solved(p, slot.work.n_kept, slot, take);
+    give_solved(p, told_count(slot.work), slot, take);
 }
 
 int PatternSolver::num_blocks() const {
@@ -278,7 +284,7 @@ void PatternSolver::solve_block(int b, int kept_before, PatternSlot &slot, const
         } else {
             solve(p, kept_before, slot);
         }
-        const int kept = served ? kept_by_propagation : slot.work.n_kept;
+        const int kept = served ? kept_by_propagation : told_count(slot.work);
         give_solved(p, kept, slot, take);
         if (!orbits[i].others.empty()) {
             if (served) {

@@ -21,12 +21,15 @@ void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order, double t
     const double num_thick = static_cast<double>(sd.thicknesses.size());
     const double side = sd.grid.num_cal_pix_side;
     const double tilts = sd.grid.calc_type == 0 ? 1.0 : sd.grid.calc_type == 1 ? side : side * side;
-    // The whole grid and the results stand in rank 0.
+    // The whole grid and the results, row by row, stand in rank 0.
     const double table_size = static_cast<double>(sd.reflections.size()) * num_thick;
-    const double results = (ranks().rank() == 0 ? result_bytes : 0.0) * table_size * tilts;
+    const double row = result_bytes > 0.0 ? result_bytes * tilts + sizeof(void *) : 0.0;
+    const double results = ranks().rank() == 0 ? row * table_size : 0.0;
     const double own_tilts = ranks().rank() == 0 ? tilts : tilts / ranks().size();
     const double table = result_bytes * table_size;
-    const double work = work_cal_int_bytes(sd.beams.size(), static_cast<int>(num_thick)) + table;
+    // Of a tilt as it is solved, of one that follows from it, of one on its way.
+    const double tables = 3.0 * table;
+    const double work = work_cal_int_bytes(sd.beams.size(), static_cast<int>(num_thick)) + tables;
     const double propagation =
         use_propagation() && order == TiltOrder::side_by_side
             ? propagation_bytes(sd, most_propagated) + most_propagated * 2.0 * table
@@ -52,12 +55,14 @@ void warn_growth(double largest, std::FILE *log) {
     }
 }
 
-void warn_singular(int solutions, std::FILE *log) {
-    if (solutions > 0) {
-        mb_fprintf_stdo(log,
-                        "$$ Warning: the eigenvectors of %d solutions depend on one another: their "
-                        "excitations, and what follows from them, are none.\n",
-                        solutions);
+void warn_singular(int tilts, std::FILE *log) {
+    if (tilts > 0) {
+        mb_fprintf_stdo(
+            log,
+            "$$ Warning: the boundary condition of %d tilts was not solved (eigenvectors "
+            "that depend on one another, or too large an inv_eps): their values may be "
+            "wrong.\n",
+            tilts);
     }
 }
 

@@ -30,8 +30,8 @@ void warn_single_point_line(const TiltGrid &grid, std::FILE *log);
 // Tells, after the run, of a largest intensity (incident beam: 1) that no crystal gives.
 void warn_growth(double largest, std::FILE *log);
 
-// Tells, after the run, of eigen-solutions whose boundary condition was not solved.
-void warn_singular(int solutions, std::FILE *log);
+// Tells, after the run, of tilts whose boundary condition was not solved.
+void warn_singular(int tilts, std::FILE *log);
 
 // Ends the run for a negative intensity_scaling, whose root amplitudes take.
 void chk_amplitude_scale();

@@ -21,7 +21,7 @@ struct InvmatWork {
     Planes block;                        // inverse of one diagonal block
     Planes panel;                        // columns of a panel, each as a row
     double *xr = nullptr, *xi = nullptr; // solution of the boundary condition
-    int num_singular = 0;                // boundary conditions that were not solved so far
+    bool is_singular = false;            // the last boundary condition was not solved
 };
 
 // A <- A^-1 in place by inv_c_mat with the tolerance inv_eps. Any invmat_func but 0 ends the run

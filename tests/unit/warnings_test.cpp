@@ -105,7 +105,10 @@ TEST(Warnings, OfGivenStructureFactorsAndConstraints) {
         {cbed_given(gaas, "2\n2\n1 1 1\n17\n20\n-1 -1 -1\n17\n-20\n"), nullptr},
         {cbed_given(gaas, "2\n2\n1 1 1\n17\n20\n-1 -1 -1\n17\n20\n"),
          "the elastic structure factors of 1 1 1 and -1 -1 -1 are not conjugate"},
-        {cbed_given(gaas, "2\n1\n1 1 1\n17\n20\n-1 -1 -1\n1\n2\n"),
+        {cbed_given(gaas, "2\n3\n1 1 1\n5\n0.1\n4\n0.1\n-1 -1 -1\n6\n0.1\n3\n0.1\n"),
+         "the elastic structure factors of 1 1 1 and -1 -1 -1 are not conjugate"},
+        {cbed_given(gaas, "2\n1\n1 1 1\n17\n19\n-1 -1 -1\n17.5\n-18.5\n"), nullptr},
+        {cbed_given(gaas, "2\n1\n1 1 1\n17\n19\n-1 -1 -1\n17\n19\n"),
          "1 1 1 and -1 -1 -1 differ by more than absorption explains."},
         {cbed_given(aluminium, "1\n2\n2 0 0\n100\n0\n"), "is larger than that of 0 0 0, "},
         {cbed_given(aluminium, many),
@@ -127,9 +130,12 @@ TEST(Warnings, OfWhatIsReadOtherwise) {
          "\"0,25\" holds more than 1 number; the rest is not read."},
         {cbed_of(al, one_site("0\n0 FIX p\n0 + p CST q\n")),
          "\"0 + p CST q\": only the second word can be CST; this is a remark."},
+        {cbed_of(al, one_site("0\n0\n0 # not CST\n")), nullptr},
         {cbed_of("225:1\n4\n4\n4\n90\n90\n90\n", one_site("0\n0\n0\n")),
          "\"225:1\" is read as 225."},
         {cbed(with(&Conditions::settings, "bc_accuracy = 1\n")), "\"=\" is read as 0."},
+        {cbed(with(&Conditions::settings, "bc_accuracy 0,5\n")),
+         "\"bc_accuracy 0,5\" holds more than 1 number; the rest is not read."},
         {cbed(with(&Conditions::settings, "bc_accuracy 1 # eigen_eps\n")),
          "the line of bc_accuracy sets eigen_eps."},
         {cbed(with(&Conditions::incidence, "0 0 1\n0 0 1\n2 0\n")),
@@ -161,7 +167,7 @@ TEST(Warnings, OfConditions) {
     one_way.settings = "eigmat_func 1\n";
     one_way.incidence = "0 0 1\n0 0 1\n1 0 0\n";
     one_way.beams = "0\n2 0\n0 0 0\n1 0 0\n";
-    const char *const depend = "the eigenvectors of 1 solutions depend on one another";
+    const char *const depend = "the boundary condition of 1 tilts was not solved";
     const Case cases[] = {
         {cbed(with(&Conditions::beams, "0\n2 0\n2 0 0\n0 0 0\n")),
          "the beam list begins with 2 0 0, not with 0 0 0: this one is given the incident wave."},
