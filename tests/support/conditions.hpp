@@ -55,6 +55,20 @@ struct Conditions {
     }
 };
 
+// The structure factor of one of a Friedel pair alone, both beams at resonance: a matrix without a
+// full set of eigenvectors.
+inline Conditions without_eigenvectors() {
+    Conditions conditions;
+    conditions.crystal =
+        CrystalText{"", "1\n4\n4\n4\n90\n90\n90\n", "1\n" + iso_site("Al", "0\n0\n0\n", 0.5),
+                    "2\n1\n1 0 0\n3\n0\n-1 0 0\n0\n0\n"}
+            .block();
+    conditions.settings = "eigmat_func 1\n";
+    conditions.incidence = "0 0 1\n0 0 1\n1 0 0\n";
+    conditions.beams = "0\n2 0\n0 0 0\n1 0 0\n";
+    return conditions;
+}
+
 // The lines of a table that begin with a number, as numbers.
 inline std::vector<std::vector<double>> numbers(const std::string &text) {
     std::vector<std::vector<double>> rows;

@@ -57,6 +57,15 @@ TEST(TiltCheckpoint, ARunGoesOnToTheSameFiles) {
     }
 }
 
+TEST(TiltCheckpoint, TellsAgainOfTiltsThatWereNotSolved) {
+    const std::string parameters = without_eigenvectors().cbed("0\n", "2\n150\n420\n");
+    const std::string bytes = checkpoint_of(parameters, key);
+    const ProgramRun run = run_with_keys(parameters, key, {{"run_checkpoint", bytes}});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.out.find("$$ 1 of 1 tilts are taken from"), std::string::npos) << run.out;
+    EXPECT_NE(run.out.find("condition of 1 tilts was not solved"), std::string::npos) << run.out;
+}
+
 TEST(TiltCheckpoint, IsOfOneInputOnly) {
     const std::string bytes = checkpoint_of(disk_at(), key);
     const std::string other = "$$ run_checkpoint is the checkpoint of another input";

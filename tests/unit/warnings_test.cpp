@@ -159,14 +159,7 @@ TEST(Warnings, OfConditions) {
     CrystalText crystal = aluminium;
     crystal.low_order = "1\n1\n2 0 0\n3\n50\n"; // a strange absorption
     Conditions growing = with(&Conditions::crystal, crystal.block());
-    // Only one of a Friedel pair, and both beams at resonance.
-    crystal = {"", "1\n4\n4\n4\n90\n90\n90\n", one_site("0\n0\n0\n"),
-               "2\n1\n1 0 0\n3\n0\n-1 0 0\n0\n0\n"};
-    Conditions one_way;
-    one_way.crystal = crystal.block();
-    one_way.settings = "eigmat_func 1\n";
-    one_way.incidence = "0 0 1\n0 0 1\n1 0 0\n";
-    one_way.beams = "0\n2 0\n0 0 0\n1 0 0\n";
+    const Conditions one_way = without_eigenvectors();
     const char *const depend = "the boundary condition of 1 tilts was not solved";
     const Case cases[] = {
         {cbed(with(&Conditions::beams, "0\n2 0\n2 0 0\n0 0 0\n")),
