@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <unordered_map>
 #include <utility>
 
@@ -198,7 +199,9 @@ struct GivenFactors {
 };
 
 // A potential has both of a Friedel pair, and its elastic part is real. A pair is told of once.
-void warn_friedel_mate(const Hkl &g, const GivenFactors &given, int lof_type) {
+// most_absorptive: A.
+void warn_friedel_mate(const Hkl &g, const GivenFactors &given, int lof_type,
+                       double most_absorptive) {
     const Hkl mate = {-g.h, -g.k, -g.l};
     const int at = search_g_table(g, given.total);
     const int at_mate = search_g_table(mate, given.total);
@@ -219,19 +222,30 @@ void warn_friedel_mate(const Hkl &g, const GivenFactors &given, int lof_type) {
             "$$ Warning: the elastic structure factors of %d %d %d and %d %d %d are not conjugate: "
             "no real potential has them.\n");
     }
-    // F_g + conj(F_-g) is twice the elastic part, F_g - conj(F_-g) twice that of absorption.
-    const complex conj_mate = c_conj(given.total.F[at_mate]);
-    const double elastic = c_abs(c_add(given.total.F[at], conj_mate));
-    const double absorptive = c_abs(c_sub(given.total.F[at], conj_mate));
-    if (lof_type == 1 && absorptive > 1.0 && absorptive >= elastic) {
+    // F_g - conj(F_-g) is twice the part of absorption.
+    const complex twice = c_sub(given.total.F[at], c_conj(given.total.F[at_mate]));
+    if (lof_type == 1 && 0.5 * c_abs(twice) > most_absorptive) {
         tell("$$ Warning: the structure factors of %d %d %d and %d %d %d differ by more than "
              "absorption explains.\n");
     }
 }
 
+// Of a structure factor, A, generously: twice that of 000, by the tables of one voltage.
+double largest_absorptive_part(const Csd &csd) {
+    const bool is_tabled =
+        std::all_of(csd.sites.begin(), csd.sites.end(), [](const AtomSite &site) {
+            return site.af == 0 || site.af == 1; // any other ends the run where it is needed
+        });
+    return is_tabled ? std::max(1.0, 2.0 * c_abs(calc_Fg_inela({0, 0, 0}, csd, 100.0)))
+                     : std::numeric_limits<double>::infinity();
+}
+
 // Given structure factors that the space group does not have, that others given before rule out,
 // that the table of low_order_table has no room for, or that no atoms have.
 void warn_given_factors(const Csd &csd) {
+    if (csd.low_order.empty()) {
+        return;
+    }
     GivenFactors given;
     const double F_0 = calc_F_0_re(csd);
     for (const LowOrderF &entry : csd.low_order) {
@@ -270,8 +284,9 @@ void warn_given_factors(const Csd &csd) {
             return;
         }
     }
+    const double most_absorptive = largest_absorptive_part(csd);
     for (const LowOrderF &entry : csd.low_order) {
-        warn_friedel_mate(entry.hkl, given, csd.lof_type);
+        warn_friedel_mate(entry.hkl, given, csd.lof_type, most_absorptive);
     }
 }
 
