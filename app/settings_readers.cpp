@@ -89,11 +89,12 @@ constexpr Key<EpsilonSettings> settings_keys[] = {
     {"flag_modified_marquardt", &EpsilonSettings::flag_modified_marquardt},
 };
 
-// A key counts wherever it stands, in a remark as well.
+// A key counts wherever it stands, in a remark as well, and what is glued to it does not.
 void warn_other_key(const char *line, const char *key) {
     const std::string first = tokens_of(line).front();
-    if (first.find(key) == std::string::npos) {
-        mb_fprintf(stdout, "$$ Warning: the line of %s sets %s.\n", first.c_str(), key);
+    if (!first.ends_with(key)) {
+        mb_fprintf(stdout, "$$ Warning: the line of %s sets %s, to its second word.\n",
+                   first.c_str(), key);
     }
 }
 
