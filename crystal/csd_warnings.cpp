@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 
@@ -120,7 +121,7 @@ void warn_close_atoms(const Csd &csd) {
     const std::size_t n = csd.sites.size();
     const double pairs =
         static_cast<double>(n) * static_cast<double>(n) * static_cast<double>(csd.group.ops.size());
-    // Sites by the ten thousand are compared with themselves alone.
+    // Where there are more, sites are compared with themselves alone.
     const bool with_others = pairs < most_pairs;
     for (std::size_t i = 0; i < n; ++i) {
         const Crowd crowd =
@@ -180,16 +181,6 @@ bool is_forbidden(const Hkl &g, const SpaceGroup &group) {
 bool differ(complex F, complex other) {
     constexpr double visible = 0.02; // A; of a larger one, its fraction
     return c_abs(c_sub(F, other)) > visible * std::max(1.0, c_abs(F));
-}
-
-// The elastic part that is given of F_g; lof_type 1 gives none by itself.
-complex elastic_part(const LowOrderF &entry, const Csd &csd) {
-    if (csd.lof_type <= 2) {
-        return entry.elastic;
-    }
-    const std::vector<double> none(csd.sites.size(), 0.0);
-    return calc_structure_factor_ph(entry.hkl, sq_abs(hkl2rhkl(entry.hkl), csd.metric) / 4.0, csd,
-                                    entry.elastic_f, none);
 }
 
 // Given structure factors with all their equivalents, in the same order.
@@ -272,7 +263,7 @@ void warn_given_factors(const Csd &csd) {
                        g.h, g.k, g.l);
         }
         stock_fg_tbl_sym(g, F, given.total, csd.group.ops);
-        stock_fg_tbl_sym(g, elastic_part(entry, csd), given.elastic, csd.group.ops);
+        stock_fg_tbl_sym(g, given_elastic_part(entry, csd), given.elastic, csd.group.ops);
         const auto is_known = [&](const SymOp &op) {
             return search_g_table(gen_reflex(g, op), given.total) >= 0;
         };
@@ -298,7 +289,7 @@ void warn_constraints(const Csd &csd) {
         bool is_constrained = false;
         int count = 0;
     };
-    std::unordered_map<std::string, Named> by_name;
+    std::unordered_map<std::string_view, Named> by_name;
     const auto visit_all = [&csd](auto visit) {
         std::size_t place = 0;
         const auto numbered = [&](const FitPar &par, const double &) { visit(par, place++); };
@@ -306,6 +297,11 @@ void warn_constraints(const Csd &csd) {
         visit_site_parameters(csd, numbered);
         visit_low_order_parameters(csd, numbered);
     };
+    bool has_any = false;
+    visit_all([&](const FitPar &par, std::size_t) { has_any = has_any || par.flag == -1; });
+    if (!has_any) {
+        return;
+    }
     visit_all([&](const FitPar &par, std::size_t place) {
         Named &named = by_name.try_emplace(par.name, Named{place, par.flag == -1}).first->second;
         ++named.count;

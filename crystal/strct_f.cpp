@@ -197,6 +197,15 @@ complex given_part(const LowOrderF &entry, const Csd &csd) {
     }
 }
 
+complex given_elastic_part(const LowOrderF &entry, const Csd &csd) {
+    if (csd.lof_type <= 2) {
+        return entry.elastic;
+    }
+    const std::vector<double> no_absorption(csd.sites.size(), 0.0);
+    return calc_structure_factor_ph(entry.hkl, squared_s(entry.hkl, csd.metric), csd,
+                                    entry.elastic_f, no_absorption);
+}
+
 complex lofg_to_fg(const LowOrderF &entry, const Csd &csd, double voltage) {
     const complex given = given_part(entry, csd);
     const bool is_whole = csd.lof_type == 1 || csd.lof_type == 3;

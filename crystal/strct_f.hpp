@@ -91,6 +91,8 @@ double calc_F_0_re(const Csd &csd);
 // stands; 2 the elastic F; 3 and 4 the core sum over the given factors. Any other:
 // "$$ Invalid lof_type. Abort.", status 1.
 complex given_part(const LowOrderF &entry, const Csd &csd);
+// The elastic part of that; lof_type 1 gives none by itself, 0.
+complex given_elastic_part(const LowOrderF &entry, const Csd &csd);
 
 // F_g of a given low-order entry: the given part, in types 2 and 4 plus the computed absorptive
 // part.

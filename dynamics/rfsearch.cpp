@@ -39,13 +39,12 @@ Hkl search_box(double g_max, const Metric &metric) {
     return m;
 }
 
-// Index bounds of the sphere, which are wider where reciprocal axes are not at right angles: a
-// plane of constant h lies h/a from the origin.
-Hkl sphere_box(double g_max, const Metric &metric) {
+// Index bounds of the sphere, which are wider than those of the search, m, where reciprocal axes
+// are not at right angles: a plane of constant h lies h/a from the origin.
+Hkl sphere_box(const Hkl &m, double g_max, const Metric &metric) {
     const auto bound = [&](const Uvw &axis, int searched) {
         return std::max(searched, truncate_to_int(g_max * abs_uvw(axis, metric)));
     };
-    const Hkl m = evaluate_hklmax(g_max, metric);
     return {bound({1, 0, 0}, m.h), bound({0, 1, 0}, m.k), bound({0, 0, 1}, m.l)};
 }
 
@@ -108,7 +107,7 @@ template <class Admits, class Judge>
 void warn_left_out(const BeamSearch &search, const Csd &csd, Admits admits, Judge judge) {
     constexpr int most_judged = 100000;
     const Hkl m = search_box(search.g_max, csd.metric);
-    const Hkl whole = sphere_box(search.g_max, csd.metric);
+    const Hkl whole = sphere_box(m, search.g_max, csd.metric);
     bool is_left_out = false;
     bool is_looked_at = points_of_box(whole) <= search_box_limit;
     if (is_looked_at && whole != m) {
