@@ -6,12 +6,12 @@
 #include "crystal/constraint.hpp"
 #include "crystal/csd_parameters.hpp"
 #include "crystal/equivalents.hpp"
+#include "crystal/low_order_warnings.hpp"
 #include "crystal/strct_f.hpp"
 #include "input/mb_input.hpp"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -20,12 +20,10 @@ namespace orvel {
 
 namespace {
 
-constexpr double visible_change = 1e-3; // of a length, of a structure factor
-
 void warn_cell(const Csd &csd) {
-    if (std::any_of(csd.group.ops.begin(), csd.group.ops.end(), [&](const SymOp &op) {
-            return !keeps_lengths(op, csd.metric, visible_change);
-        })) {
+    constexpr double visible = 1e-3; // of a length
+    if (std::any_of(csd.group.ops.begin(), csd.group.ops.end(),
+                    [&](const SymOp &op) { return !keeps_lengths(op, csd.metric, visible); })) {
         mb_fprintf(stdout, "$$ Warning: the cell lacks the symmetry of its space group: "
                            "reflections of different length are taken as equivalent.\n");
     }
@@ -167,120 +165,6 @@ void warn_site_symmetry(std::size_t number, const AtomSite &site, const Csd &csd
     }
 }
 
-bool is_forbidden(const Hkl &g, const SpaceGroup &group) {
-    constexpr double visible = 1e-3; // the table has translations of seven digits
-    const auto extinguishes = [&](const SymOp &op) {
-        const double turns = g.h * op[9] + g.k * op[10] + g.l * op[11];
-        return gen_reflex(g, op) == g && std::fabs(turns - std::round(turns)) > visible;
-    };
-    return extinction_rule(g, group.lattice_type, group.rhombohedral_flag) != 0 ||
-           std::any_of(group.ops.begin(), group.ops.end(), extinguishes);
-}
-
-// By more than two decimals leave open.
-bool differ(complex F, complex other) {
-    constexpr double visible = 0.02; // A; of a larger one, its fraction
-    return c_abs(c_sub(F, other)) > visible * std::max(1.0, c_abs(F));
-}
-
-// Given structure factors with all their equivalents, in the same order.
-struct GivenFactors {
-    ReflectionTable total;
-    ReflectionTable elastic;
-};
-
-// A potential has both of a Friedel pair, and its elastic part is real. A pair is told of once.
-// most_absorptive: A.
-void warn_friedel_mate(const Hkl &g, const GivenFactors &given, int lof_type,
-                       double most_absorptive) {
-    const Hkl mate = {-g.h, -g.k, -g.l};
-    const int at = search_g_table(g, given.total);
-    const int at_mate = search_g_table(mate, given.total);
-    const auto tell = [&](const char *format) {
-        if (may_warn(Told::structure_factor)) {
-            mb_fprintf(stdout, format, g.h, g.k, g.l, mate.h, mate.k, mate.l);
-        }
-    };
-    if (at_mate < 0) {
-        tell("$$ Warning: a structure factor is given for %d %d %d, but none for %d %d %d, which "
-             "keeps that of the tables.\n");
-    }
-    if (at < 0 || at_mate < at) {
-        return;
-    }
-    if (lof_type != 1 && differ(given.elastic.F[at_mate], c_conj(given.elastic.F[at]))) {
-        tell(
-            "$$ Warning: the elastic structure factors of %d %d %d and %d %d %d are not conjugate: "
-            "no real potential has them.\n");
-    }
-    // F_g - conj(F_-g) is twice the part of absorption.
-    const complex twice = c_sub(given.total.F[at], c_conj(given.total.F[at_mate]));
-    if (lof_type == 1 && 0.5 * c_abs(twice) > most_absorptive) {
-        tell("$$ Warning: the structure factors of %d %d %d and %d %d %d differ by more than "
-             "absorption explains.\n");
-    }
-}
-
-// Of a structure factor, A, generously: twice that of 000, by the tables of one voltage.
-double largest_absorptive_part(const Csd &csd) {
-    const bool is_tabled =
-        std::all_of(csd.sites.begin(), csd.sites.end(), [](const AtomSite &site) {
-            return site.af == 0 || site.af == 1; // any other ends the run where it is needed
-        });
-    return is_tabled ? std::max(1.0, 2.0 * c_abs(calc_Fg_inela({0, 0, 0}, csd, 100.0)))
-                     : std::numeric_limits<double>::infinity();
-}
-
-// Given structure factors that the space group does not have, that others given before rule out,
-// that the table of low_order_table has no room for, or that no atoms have.
-void warn_given_factors(const Csd &csd) {
-    if (csd.low_order.empty()) {
-        return;
-    }
-    GivenFactors given;
-    const double F_0 = calc_F_0_re(csd);
-    for (const LowOrderF &entry : csd.low_order) {
-        const Hkl &g = entry.hkl;
-        const complex F = given_part(entry, csd);
-        if (c_abs(F) > F_0 && g != Hkl{} && may_warn(Told::structure_factor)) {
-            mb_fprintf(stdout,
-                       "$$ Warning: the structure factor given for %d %d %d is larger than that of "
-                       "0 0 0, %g A.\n",
-                       g.h, g.k, g.l, F_0);
-        }
-        if (c_abs(F) > visible_change && is_forbidden(g, csd.group) &&
-            may_warn(Told::structure_factor)) {
-            mb_fprintf(stdout,
-                       "$$ Warning: the space group forbids the reflection %d %d %d, whose "
-                       "structure factor is given.\n",
-                       g.h, g.k, g.l);
-        }
-        const int before = search_g_table(g, given.total);
-        if (before >= 0 && differ(given.total.F[before], F) && may_warn(Told::structure_factor)) {
-            mb_fprintf(stdout,
-                       "$$ Warning: the structure factor given for %d %d %d does not count: it "
-                       "differs from that of an equivalent before it.\n",
-                       g.h, g.k, g.l);
-        }
-        stock_fg_tbl_sym(g, F, given.total, csd.group.ops);
-        stock_fg_tbl_sym(g, given_elastic_part(entry, csd), given.elastic, csd.group.ops);
-        const auto is_known = [&](const SymOp &op) {
-            return search_g_table(gen_reflex(g, op), given.total) >= 0;
-        };
-        if (!std::all_of(csd.group.ops.begin(), csd.group.ops.end(), is_known)) {
-            mb_fprintf(stdout,
-                       "$$ Warning: structure factors given from %d %d %d on do not count: with "
-                       "their equivalents they are more than %d.\n",
-                       g.h, g.k, g.l, given.total.capacity);
-            return;
-        }
-    }
-    const double most_absorptive = largest_absorptive_part(csd);
-    for (const LowOrderF &entry : csd.low_order) {
-        warn_friedel_mate(entry.hkl, given, csd.lof_type, most_absorptive);
-    }
-}
-
 // Constraints that take a value before it is there, or one of several by its name. One of each kind
 // is told.
 void warn_constraints(const Csd &csd) {
@@ -348,7 +232,7 @@ void warn_crystal(const Csd &csd) {
     }
     warn_close_atoms(csd);
     warn_constraints(csd);
-    warn_given_factors(csd);
+    warn_low_order_factors(csd);
 }
 
 } // namespace orvel

@@ -110,6 +110,10 @@ TEST(Warnings, OfGivenStructureFactorsAndConstraints) {
         {cbed_given(gaas, "2\n1\n1 1 1\n17\n19\n-1 -1 -1\n17.5\n-18.5\n"), nullptr},
         {cbed_given(gaas, "2\n1\n1 1 1\n17\n19\n-1 -1 -1\n17\n19\n"),
          "1 1 1 and -1 -1 -1 differ by more than absorption explains."},
+        {cbed_given(aluminium, "1\n2\n0 0 0\n20\n5\n"),
+         "the elastic structure factor of 0 0 0 is not real."},
+        {cbed_given(aluminium, "1\n1\n0 0 0\n20\n5\n"),
+         "the imaginary part of the structure factor of 0 0 0 is more than absorption explains."},
         {cbed_given(aluminium, "1\n2\n2 0 0\n100\n0\n"), "is larger than that of 0 0 0, "},
         {cbed_given(aluminium, many),
          "structure factors given from 1 5 49 on do not count: with their equivalents they are "
