@@ -64,11 +64,12 @@ void warn_friedel_mate(const Hkl &g, const GivenFactors &given, int lof_type,
     // F_g - conj(F_-g) is twice the part of absorption.
     const complex twice = c_sub(given.total.F[at], c_conj(given.total.F[at_mate]));
     if (lof_type == 1 && 0.5 * c_abs(twice) > most_absorptive) {
-        tell(is_origin
-                 ? "$$ Warning: the imaginary part of the structure factor of %d %d %d is more than "
-                   "absorption explains.\n"
-                 : "$$ Warning: the structure factors of %d %d %d and %d %d %d differ by more than "
-                   "absorption explains.\n");
+        tell(
+            is_origin
+                ? "$$ Warning: the imaginary part of the structure factor of %d %d %d is more than "
+                  "absorption explains.\n"
+                : "$$ Warning: the structure factors of %d %d %d and %d %d %d differ by more than "
+                  "absorption explains.\n");
     }
 }
 
@@ -100,8 +101,7 @@ void warn_low_order_factors(const Csd &csd) {
                        "0 0 0, %g A.\n",
                        g.h, g.k, g.l, F_0);
         }
-        if (c_abs(F) > visible && is_forbidden(g, csd.group) &&
-            may_warn(Told::structure_factor)) {
+        if (c_abs(F) > visible && is_forbidden(g, csd.group) && may_warn(Told::structure_factor)) {
             mb_fprintf(stdout,
                        "$$ Warning: the space group forbids the reflection %d %d %d, whose "
                        "structure factor is given.\n",

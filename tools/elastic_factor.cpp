@@ -1,8 +1,9 @@
 #include "tools/elastic_factor.hpp"
 
+#include "tools/gemmi_factors.hpp"
+
 #include <cmath>
 #include <fstream>
-#include <gemmi/c4322.hpp>
 #include <sstream>
 #include <stdexcept>
 #include <xraylib/xraylib.h>
@@ -71,7 +72,7 @@ std::vector<ElasticSource> read_elastic_sources(const std::string &folder) {
         if (!fields || source.Z != static_cast<int>(sources.size()) + 1) {
             throw std::runtime_error(path + ": cannot use the line \"" + line + "\"");
         }
-        const auto &peng = gemmi::C4322<double>::get(static_cast<gemmi::El>(source.Z));
+        const auto &peng = neutral_atom<gemmi::C4322<double>>(static_cast<gemmi::El>(source.Z));
         for (int i = 0; i < 5; ++i) {
             source.peng_a[static_cast<std::size_t>(i)] = peng.a(i);
             source.peng_b[static_cast<std::size_t>(i)] = peng.b(i);

@@ -5,13 +5,13 @@
 //   deviation
 #include "crystal/atom_tables.hpp"
 #include "tools/absorptive_factor.hpp"
+#include "tools/gemmi_factors.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <exception>
-#include <gemmi/c4322.hpp>
 #include <string>
 #include <vector>
 
@@ -145,7 +145,7 @@ void print_elastic(const std::vector<ElasticSource> &elements) {
     for (const ElasticSource &source : elements) {
         const BkTable table = read_atom_dat_table(source.symbol);
         const XrayFactors x = read_xdt_table(source.symbol);
-        const auto &peng = gemmi::C4322<double>::get(static_cast<gemmi::El>(source.Z));
+        const auto &peng = neutral_atom<gemmi::C4322<double>>(static_cast<gemmi::El>(source.Z));
         std::array<double, 4> largest{};
         for (int k = 0; k <= 6000; ++k) {
             const double s = 0.001 * k;

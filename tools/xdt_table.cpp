@@ -1,8 +1,9 @@
 #include "tools/xdt_table.hpp"
 
+#include "tools/gemmi_factors.hpp"
+
 #include <cstdio>
 #include <fstream>
-#include <gemmi/it92.hpp>
 #include <sstream>
 #include <stdexcept>
 
@@ -51,7 +52,7 @@ std::string xdt_table(const std::string &folder) {
     std::string text = head;
     for (int Z = 1; Z <= 98; ++Z) {
         const auto element = static_cast<gemmi::El>(Z);
-        const auto &coef = gemmi::IT92<double>::get(element);
+        const auto &coef = neutral_atom<gemmi::IT92<double>>(element);
         text += gemmi::element_name(element);
         text += ' ' + std::to_string(Z);
         char field[32];

@@ -3,11 +3,10 @@
 #include "crystal/atom_tables.hpp"
 #include "support/work_folder.hpp"
 #include "tools/absorptive_factor.hpp"
+#include "tools/gemmi_factors.hpp"
 #include "tools/xdt_table.hpp"
 
 #include <cmath>
-#include <gemmi/c4322.hpp>
-#include <gemmi/it92.hpp>
 #include <gtest/gtest.h>
 #include <numbers>
 
@@ -35,7 +34,7 @@ TEST(ShippedXrayFactors, ForwardValuesAreTheElectrons) {
         EXPECT_NEAR(charge_of(x), Z, 0.12) << Z;
         for (const double s : {0.1, 0.7, 1.9}) {
             EXPECT_NEAR((x.Z - atomsf_xdt(s * s, x) * s * s / 0.02393367),
-                        gemmi::IT92<double>::get(element).calculate_sf(s * s), 1e-9);
+                        neutral_atom<gemmi::IT92<double>>(element).calculate_sf(s * s), 1e-9);
         }
     }
     for (const Ion &ion : read_ions(sources)) {
@@ -61,7 +60,7 @@ TEST(ShippedElasticFactors, AgreeWithOtherParametrisations) {
         const auto element = static_cast<gemmi::El>(Z);
         const BkTable table = read_atom_dat_table(gemmi::element_name(element));
         const XrayFactors x = read_xdt_table(gemmi::element_name(element));
-        const double f0 = gemmi::C4322<double>::get(element).calculate_sf(0.0);
+        const double f0 = neutral_atom<gemmi::C4322<double>>(element).calculate_sf(0.0);
         double before = HUGE_VAL;
         for (int k = 0; k <= 600; ++k) {
             const double s = 0.01 * k;
@@ -70,7 +69,7 @@ TEST(ShippedElasticFactors, AgreeWithOtherParametrisations) {
             EXPECT_LT(out.f, before);
             before = out.f;
             if (s <= (Z == 37 || Z == 55 ? 0.4 : 1.5)) {
-                EXPECT_NEAR(out.f, gemmi::C4322<double>::get(element).calculate_sf(s * s),
+                EXPECT_NEAR(out.f, neutral_atom<gemmi::C4322<double>>(element).calculate_sf(s * s),
                             0.01 * out.f + 0.001 * f0)
                     << s;
             }

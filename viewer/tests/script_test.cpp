@@ -5,6 +5,7 @@
 #include "viewer/page_data.hpp"
 #include "viewer/text_file.hpp"
 
+#include <algorithm>
 #include <cstring>
 
 namespace orvel::test {
