@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <gemmi/symmetry.hpp>
-#include <gemmi/version.hpp>
 #include <numeric>
 #include <stdexcept>
 #include <vector>
@@ -19,8 +18,7 @@ using gemmi::SpaceGroup;
 constexpr const char *head =
     R"(# Symmetry operations of the 530 tabulated settings of the 230 space groups.
 # Source: International Tables for Crystallography, Vol. A (operations) and Vol. B, table
-# A1.4.2.7 (settings and Hall symbols); the Hall symbols as tabulated in gemmi )" GEMMI_VERSION
-    R"(, expanded.
+# A1.4.2.7 (settings and Hall symbols); the Hall symbols as tabulated in gemmi, expanded.
 # Numbers 1 to 230: standard setting (unique axis b, cell choice 1; origin choice 2; hexagonal
 # axes for R). Numbers 1001 to 1530: every other setting, 1000 + its position among the 530;
 # README.md beside this file lists them by symbol.

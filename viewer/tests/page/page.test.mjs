@@ -201,6 +201,7 @@ test('a click opens a disc, a drag draws a profile', async () => {
     const geo = await geometry(table);
     const place = geo.place(3, 12, 12);
     await page.mouse.click(geo.box.x + place.x, geo.box.y + place.y);
+    await settle(); // the disc in the dialog gets its size with the next frame
     const name = table.discs[3].slice(0, 3).join(' ');
     assert.ok(plain(await text('#large-title')).includes(name));
     const raster = await page.locator('#large-body canvas').first().boundingBox();
