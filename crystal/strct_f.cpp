@@ -121,6 +121,9 @@ StructureFactor structure_factor_ext_tbl(const Hkl &g, const Csd &csd, double vo
 StructureFactorTable low_order_table(const Csd &csd, double voltage) {
     StructureFactorTable known;
     for (const LowOrderF &entry : csd.low_order) {
+        if (known.table.is_full()) {
+            break; // the factor of an entry is a sum over all atoms
+        }
         stock_fg_tbl_sym(entry.hkl, lofg_to_fg(entry, csd, voltage), known.table, csd.group.ops);
     }
     return known;

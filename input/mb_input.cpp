@@ -65,12 +65,7 @@ template <std::size_t N> std::array<int, N> fget_integers(std::FILE *stream, con
     const std::array<double, N> numbers = fget_fields<N>(stream, what);
     std::array<int, N> integers = {};
     for (std::size_t i = 0; i < N; ++i) {
-        integers[i] = truncate_to_int(numbers[i]);
-        if (numbers[i] - integers[i] != 0.0 && std::fabs(numbers[i] - integers[i]) < 1.0 &&
-            may_warn(Told::line)) {
-            mb_fprintf(stdout, "$$ Warning: %g is cut to the integer %d.\n", numbers[i],
-                       integers[i]);
-        }
+        integers[i] = cut_to_int(numbers[i]);
     }
     return integers;
 }
@@ -252,6 +247,14 @@ int truncate_to_int(double value) {
     return static_cast<int>(value);
 }
 
+int cut_to_int(double value) {
+    const int integer = truncate_to_int(value);
+    if (value != integer && may_warn(Told::line)) {
+        mb_fprintf(stdout, "$$ Warning: %g is cut to the integer %d.\n", value, integer);
+    }
+    return integer;
+}
+
 double chk_finite(double value, const char *what) {
     if (!std::isfinite(value)) {
         input_exit("$$ Found %g, expected %s: only finite numbers can be used. Abort.", value,
@@ -346,12 +349,12 @@ std::array<int, 3> fget_3i(std::FILE *stream) {
 
 ThreeIntsOneDouble fget_3i1d(std::FILE *stream) {
     const auto v = fget_numbers<4>(stream, "three integers and a number");
-    return {{truncate_to_int(v[0]), truncate_to_int(v[1]), truncate_to_int(v[2])}, v[3]};
+    return {{cut_to_int(v[0]), cut_to_int(v[1]), cut_to_int(v[2])}, v[3]};
 }
 
 double fget_d_and_i(std::FILE *stream, int &i) {
     const auto v = fget_numbers<2>(stream, "a number and an integer");
-    i = truncate_to_int(v[1]);
+    i = cut_to_int(v[1]);
     return v[0];
 }
 

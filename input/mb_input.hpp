@@ -65,6 +65,9 @@ int to_int(const std::string &token);
 // bound when it does not fit, 0 for nan.
 int truncate_to_int(double value);
 
+// The same, with a warning where it changes the value.
+int cut_to_int(double value);
+
 // The value, which must be finite: nan and infinity end the run with a "$$" line that says what was
 // expected.
 double chk_finite(double value, const char *what);

@@ -30,11 +30,11 @@ int fget_beam_search_line(std::FILE *stream, int n, int least, double *out) {
 }
 
 void set_range(const double *v, BeamSearch &beam_search) {
-    beam_search.num_g_limit = truncate_to_int(v[0]);
+    beam_search.num_g_limit = cut_to_int(v[0]);
     chk_count(beam_search.num_g_limit, "beams", 0.0);
     beam_search.g_max = v[1];
-    beam_search.lz_min = truncate_to_int(v[2]);
-    beam_search.lz_max = truncate_to_int(v[3]);
+    beam_search.lz_min = cut_to_int(v[2]);
+    beam_search.lz_max = cut_to_int(v[3]);
 }
 
 void fget_range(std::FILE *stream, BeamSearch &beam_search) {

@@ -39,7 +39,7 @@ BeamsWithVg dbg_vg_filein(const std::string &base_name, int nglim) {
     read.beams.num_bethe_beam = bethe;
     for (long long i = 0; i < static_cast<long long>(exact) + bethe; ++i) {
         const auto v = fget_5d(stream);
-        const Hkl g{truncate_to_int(v[0]), truncate_to_int(v[1]), truncate_to_int(v[2])};
+        const Hkl g{cut_to_int(v[0]), cut_to_int(v[1]), cut_to_int(v[2])};
         chk_index_limit(g.h, g.k, g.l);
         read.beams.hkl.push_back(g);
         read.vg.push_back({v[3], v[4]});

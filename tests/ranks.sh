@@ -85,12 +85,13 @@ kill1) (sleep 1; kill -9 $$) & ;;
 esac
 exec "$2" gaas110.dat
 END
+# MPICH 4.2 gives status 0 now and then for a program of which a rank was killed.
 # The tilts are many enough that the second fault comes before their end, and that their numbers do
 # not fit into a message that nobody takes.
 sed -i 's/^31$/1201/' "$work/ranks/gaas110.dat"
 for fault in tables input flags job kill; do
     (cd "$work/ranks" && timeout -k 10 300 "$mpiexec" -n 2 sh second_rank.sh $fault "$orvel_mpi" \
-        </dev/null >../out 2>&1) && fail "$fault: no error"
+        </dev/null >../out 2>&1) && [ $fault != kill ] && fail "$fault: no error"
     [ ! -e "$work/ranks/gaas110_rs0.txt" ] || fail "$fault: a result"
     [ $fault = kill ] || grep -q '^\$\$ Rank 1: ' "$work/out" || fail "$fault: not told"
 done

@@ -8,9 +8,9 @@
 namespace orvel {
 
 // Coefficients of a neutral atom. Table: gemmi::IT92<double> (X-rays, International Tables C,
-// 6.1.1.4) or gemmi::C4322<double> (electrons, 4.3.2.2). Tables that have ions too ask for a charge.
-template <class Table>
-const auto &neutral_atom(gemmi::El element) {
+// 6.1.1.4) or gemmi::C4322<double> (electrons, 4.3.2.2). Tables that have ions too ask for a
+// charge.
+template <class Table> const auto &neutral_atom(gemmi::El element) {
     if constexpr (requires { Table::get(element, 0); }) {
         return Table::get(element, 0);
     } else {

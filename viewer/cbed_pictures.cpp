@@ -1,5 +1,6 @@
 #include "viewer/chart.hpp"
 #include "viewer/pictures.hpp"
+#include "viewer/value_range.hpp"
 
 #include "app/mb_mpi.hpp"
 

@@ -2,6 +2,7 @@
 
 #include "app/mb_mpi.hpp"
 #include "viewer/text_file.hpp"
+#include "viewer/value_range.hpp"
 
 #include <algorithm>
 #include <array>
@@ -180,7 +181,7 @@ void settle_range(const CbedPattern &pattern, CbedImage &image) {
     }
     if (!(image.max > image.min)) {
         image.min = std::isfinite(image.min) ? image.min : 0.0;
-        image.max = image.min + 1.0;
+        image.max = image.min + unit_range(image.min);
     }
 }
 

@@ -2,10 +2,10 @@
 
 #include "viewer/facts.hpp"
 #include "viewer/layout.hpp"
+#include "viewer/value_range.hpp"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace orvel {
 
@@ -151,21 +151,6 @@ Axis padded(const std::vector<Curve> &curves, bool of_x) {
 }
 
 } // namespace
-
-std::array<double, 2> finite_range(const std::vector<double> &values) {
-    double low = std::numeric_limits<double>::infinity();
-    double high = -low;
-    for (const double value : values) {
-        if (std::isfinite(value)) {
-            low = std::min(low, value);
-            high = std::max(high, value);
-        }
-    }
-    if (low > high) {
-        return {0.0, 1.0};
-    }
-    return low < high ? std::array{low, high} : std::array{low - 0.5, low + 0.5};
-}
 
 Picture curve_chart(const std::vector<Curve> &curves, const ChartText &text) {
     Picture picture = blank_picture(1200.0, 800.0, white);

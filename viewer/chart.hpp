@@ -42,7 +42,4 @@ Picture map_chart(const MapData &map, const ChartText &text);
 // The colour of what is not a number.
 inline constexpr Rgb not_a_number{230, 0, 130};
 
-// Smallest and largest finite value; 0 and 1 when there is none, half a unit around a single one.
-std::array<double, 2> finite_range(const std::vector<double> &values);
-
 } // namespace orvel

@@ -13,14 +13,6 @@ namespace {
 // No picture needs more samples: 30 x 30 discs of 200 x 200.
 constexpr double most_samples = 4e7;
 
-std::size_t origin_disc(const CbedPattern &pattern) {
-    const auto at = std::find_if(pattern.reflections.begin(), pattern.reflections.end(),
-                                 [](const OutputReflection &r) { return r.hkl == Hkl{}; });
-    return at == pattern.reflections.end()
-               ? 0
-               : static_cast<std::size_t>(at - pattern.reflections.begin());
-}
-
 } // namespace
 
 DiscLayout lay_out_discs(const CbedRun &run) {
@@ -28,12 +20,14 @@ DiscLayout lay_out_discs(const CbedRun &run) {
     const double n = pattern.grid.side;
     DiscLayout layout;
     const double g1 = std::sqrt(sq_abs(pattern.base_g1, bravai(pattern.cell)));
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    layout.low = {infinity, infinity};
+    layout.high = {-infinity, -infinity};
     layout.sample_per_A = 0.5 * g1 * 2.0 * pattern.grid.half_width / (n - 1.0);
-    const OutputReflection &origin = pattern.reflections[origin_disc(pattern)];
     const double half_x = 0.5 * n;
     const double half_y = pattern.grid.shape == TiltShape::line ? 0.5 : half_x;
     for (const OutputReflection &r : pattern.reflections) {
-        const Place centre = {(r.x - origin.x) * (n - 1.0) / n, (r.y - origin.y) * (n - 1.0) / n};
+        const Place centre = {r.x * (n - 1.0) / n, r.y * (n - 1.0) / n};
         layout.centres.push_back(centre);
         layout.low.x = std::min(layout.low.x, centre.x - half_x);
         layout.low.y = std::min(layout.low.y, centre.y - half_y);

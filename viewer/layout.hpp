@@ -1,10 +1,10 @@
 // Where things stand: discs of a CBED pattern, their overlap, scale bars.
 //
 // Unit is the sample, the distance between neighbouring tilts, 2 d / (n - 1) half base vectors for
-// n tilts over a disc of radius d; x runs along base_g1, y along base_g2, the origin is the 000
-// disc (the first listed disc, if 000 is not listed). The positions in a result file are those of
-// samples 2 d / n wide: they are multiplied by (n - 1) / n, so that discs and the tilts inside them
-// have one scale.
+// n tilts over a disc of radius d; x runs along base_g1, y along base_g2, the origin is the
+// centre of the 000 disc, listed or not. The positions in a result file are those of samples
+// 2 d / n wide: they are multiplied by (n - 1) / n, so that discs and the tilts inside them have
+// one scale.
 #pragma once
 
 #include "viewer/cbed_result.hpp"

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <span>
 
@@ -30,13 +31,16 @@ bool next_parameter(TextFile &file, std::string_view &line) {
     return false;
 }
 
+// Numbers are what orvel reads in a token, +200 and 0x64 too.
 bool parameters(TextFile &file, std::span<double> values) {
     std::string_view line;
     if (!next_parameter(file, line)) {
         return false;
     }
-    return std::all_of(values.begin(), values.end(),
-                       [&](double &value) { return to_number(cut_token(line), value); });
+    return std::all_of(values.begin(), values.end(), [&](double &value) {
+        value = std::strtod(std::string(cut_token(line)).c_str(), nullptr);
+        return std::isfinite(value);
+    });
 }
 
 void read_lattice(TextFile &file, RunInfo &info) {
@@ -71,7 +75,7 @@ bool read_incident_beam(TextFile &file, RunInfo &info) {
     info.H_tilt = rest[0];
     info.G_tilt = rest[1];
     info.acc_voltage = rest[2];
-    return info.acc_voltage > 0.0 && std::isfinite(info.acc_voltage);
+    return info.acc_voltage > 0.0;
 }
 
 std::optional<RunInfo> read_parameter_file(const std::string &path) {

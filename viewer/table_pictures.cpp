@@ -1,6 +1,7 @@
 // Pictures of dispersion surfaces and of Bloch states.
 #include "viewer/chart.hpp"
 #include "viewer/pictures.hpp"
+#include "viewer/value_range.hpp"
 
 #include <numbers>
 

@@ -5,6 +5,9 @@ class BlochPage {
         this.state = { map: 'viridis', gamma: 1, reversed: false, common: false, width: 15 };
         this.maps = [];
         this.rasters = [];
+        // The length of a base vector, in A where the cell is known.
+        this.scale = data.g1 ? 1 / data.g1 : 1;
+        this.unit = data.g1 ? '\u00c5' : '';
         this.panels = el('div', { className: 'panels' });
         this.readout = el('p', { className: 'readout', role: 'status', id: 'readout' });
         document.getElementById('main').append(
@@ -74,14 +77,13 @@ class BlochPage {
             el('br'), el('small', { textContent: small })), raster.box));
         raster.onPoint = (at) => this.point(at);
         this.rasters.push({ raster, title, values });
-        const scale = data.g1 ? 1 / data.g1 : 1;
-        const unitText = data.g1 ? ' (\u00c5)' : '';
+        const unitText = this.unit ? ` (${this.unit})` : '';
         this.maps.push(() => {
             const [low, high] = range(values);
             const colours = cyclic ? phaseTable : colourTables[this.state.map];
             const paint = painter(colours, { min: low, max: high, gamma: cyclic ? 1 : this.state.gamma,
                 reversed: !cyclic && this.state.reversed, log: false });
-            raster.set({ nx, ny, x: data.x.map((v) => v * scale), y: data.y.map((v) => v * scale),
+            raster.set({ nx, ny, x: data.x.map((v) => v * this.scale), y: data.y.map((v) => v * this.scale),
                 xLabel: 'x' + unitText, yLabel: 'y' + unitText,
                 colour: (column, line) => paint(values[column * ny + line]),
                 value: (column, line) => values[column * ny + line],
@@ -101,9 +103,10 @@ class BlochPage {
             this.readout.textContent = '';
             return;
         }
-        const axis = (range, n, i) => n > 1 ? range[0] + (range[1] - range[0]) * i / (n - 1) : range[0];
+        const axis = (range, n, i) => this.scale *
+            (n > 1 ? range[0] + (range[1] - range[0]) * i / (n - 1) : range[0]);
         this.readout.textContent = `x, y = ${number(axis(data.x, data.nx, at.x), 4)}, ` +
-            `${number(axis(data.y, data.ny, at.y), 4)}   ` + this.rasters.map(({ title, values }) =>
+            `${number(axis(data.y, data.ny, at.y), 4)} ${this.unit}   ` + this.rasters.map(({ title, values }) =>
             `${title}: ${number(values[at.x * data.ny + at.y])}`).join('   ');
     }
 

@@ -373,8 +373,10 @@ class CbedPage {
         const sample = this.sampleAt(at);
         if (this.state.quantity === 'sum' && at) {
             const value = this.sumAt(at);
+            const final = [at.x, at.y].map((length, i) =>
+                settled(length * data.sample + 0.5 * data.tilt[i] * data.g1));
             this.readout.textContent = value === undefined ? '' :
-                `K_t + g = (${number(at.x * data.sample, 4)}, ${number(at.y * data.sample, 4)}) 1/\u00c5` +
+                `K_t + g = (${number(final[0], 4)}, ${number(final[1], 4)}) 1/\u00c5` +
                 `   ${value.discs} disc${value.discs === 1 ? '' : 's'}   I = ${number(value.value, 6)}`;
         } else {
             this.readout.textContent = sample ? this.describe(sample) : '';

@@ -36,7 +36,7 @@ class RockingPage {
             series: [...this.shown].sort((a, b) => a - b).map((r) => ({
                 name: hklText(data.reflections[r]), colour: seriesColour(r), x: H, y: curve(r) })) });
         const curves = data.reflections.map((_, r) => curve(r));
-        this.list.replaceChildren(table(['H', 'K_t (1/\u00c5)', ...data.reflections.map(hklText)],
+        this.list.replaceChildren(table(['H', 'K_t along g1 (1/\u00c5)', ...data.reflections.map(hklText)],
             H.map((h, p) => [number(h), number(0.5 * h * data.g1),
                 ...curves.map((values) => number(values[p], 6))])));
         showFacts([...data.facts, ['Thickness', `${number(data.images[t].thickness)} \u00c5`],

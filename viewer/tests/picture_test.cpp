@@ -2,10 +2,12 @@
 
 #include "samples.hpp"
 #include "viewer/chart.hpp"
+#include "viewer/value_range.hpp"
 
 #include <cmath>
 #include <numbers>
 #include <png.h>
+#include <regex>
 #include <set>
 
 namespace orvel::test {
@@ -141,6 +143,29 @@ TEST(Pictures, MapsShowTheirValuesAndCurvesTheirPlace) {
     const Picture chart = curve_chart({flat, line}, {"t", "x", "y"});
     const Rgb middle = pixel(chart, 560, 48 + 335); // y = 2 is half of 1 to 3
     EXPECT_EQ(middle, (Rgb{213, 94, 0}));
+}
+
+// Where 1 is less than the distance of two numbers, one value still has a range.
+TEST(Pictures, LargeConstantValuesAreDrawn) {
+    const std::array<double, 2> range = finite_range({1e17, 1e17});
+    EXPECT_LT(range[0], range[1]);
+    const SampleFolder folder("cbed");
+    for (const char *name : {"cbed_rs0.txt", "cbed_rs1.txt"}) {
+        const std::string text = read_file(folder.file(name));
+        const std::regex value("\n[0-9][^\t\n]*(?=\n)");
+        const std::size_t values = text.find("\nRF{");
+        const std::regex visual("(VISUAL\\{\n#.*\n).*\n");
+        write_file(folder.file(name),
+                   std::regex_replace(text.substr(0, values), visual, "$011e+17\t1e+17\n") +
+                       std::regex_replace(text.substr(values), value, "\n1e+17"));
+    }
+    const KavScript script = read_kav_script(folder.file("cbed_kav.txt"));
+    const CbedRun run = read_cbed_run(script, script.pages.front());
+    EXPECT_LT(run.images[0].min, run.images[0].max);
+    int pictures = 0;
+    cbed_pictures(run, {"cbed", {}, {}, {}},
+                  [&](const std::string &, const Picture &) { ++pictures; });
+    EXPECT_EQ(pictures, 2);
 }
 
 TEST(Pictures, EverySampleHasItsPictures) {

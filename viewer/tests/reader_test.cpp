@@ -220,6 +220,11 @@ TEST(Layout, DistancesAreThoseOfTheReciprocalLattice) {
             const Place &p = layout.centres[r];
             EXPECT_NEAR(std::hypot(p.x, p.y) * layout.sample_per_A, std::sqrt(8.0) / 5.4309, 1e-5);
         }
+        CbedRun without = run; // 000 is the origin where it is not listed too
+        without.pattern.reflections.erase(without.pattern.reflections.begin());
+        EXPECT_EQ(lay_out_discs(without).centres[0].x, layout.centres[1].x);
+        EXPECT_GT(lay_out_discs(without).high.x - lay_out_discs(without).low.x,
+                  run.pattern.grid.side);
         // Tilt H = 1 is half of base_g1 away from the centre.
         const TiltPoint &last = run.pattern.grid.points.back();
         EXPECT_NEAR(last.H, run.pattern.grid.half_width, 1e-5);

@@ -313,6 +313,25 @@ test('the coherent sum is the squared sum of the amplitudes at one final directi
     quiet();
 });
 
+test('a sum is read at K_t + g from the incidence on, as the 000 disc is at K_t', async () => {
+    const content = readFileSync(join(option.source, 'examples/si_coherent/si_probe0.dat'), 'utf8');
+    writeFileSync(join(folder, 'tilted.dat'), content.replace('\n0.0\n0.0\n200\n', '\n-2\n1\n200\n'));
+    execFileSync(option.orvel, ['tilted.dat'], { cwd: folder, stdio: 'ignore',
+        env: { ...process.env, ORVEL_DATA: join(option.source, 'data') } });
+    await open('tilted');
+    const geo = await geometry(readTable('tilted_rs0.txt'));
+    const vector = async (quantity) => {
+        await page.selectOption('#quantity', quantity);
+        await hover(geo, 0, 30, 30);
+        const shown = plain(await text('#readout'));
+        return /K_t(?: \+ g)? = \((\S+), (\S+)\)/.exec(shown).slice(1).map(Number);
+    };
+    const disc = await vector('intensity');
+    (await vector('sum')).forEach((v, i) => assert.ok(Math.abs(v - disc[i]) < 1e-3, `${v} ${disc[i]}`));
+    assert.ok(Math.abs(disc[0] + Math.sqrt(8) / 5.4309) < 1e-3, 'H = -2 is -g1');
+    quiet();
+});
+
 test('a line of tilts gives rocking curves, a single tilt a list', async () => {
     await open('line');
     const line = readTable('line_rs0.txt');
@@ -395,6 +414,8 @@ test('Bloch states: square cells, values of all maps at one place', async () => 
     const line = readFileSync(join(folder, 'bloch_b1.txt'), 'utf8').split('\n')
         .filter((l) => l && !l.startsWith('#'))[15 * 31 + 16].split('\t').map(Number);
     const shown = plain(await text('#readout'));
+    const place = /x, y = (\S+), (\S+) Å/.exec(shown).slice(1).map(Number);
+    place.forEach((v, i) => assert.ok(Math.abs(v - line[i] * 5.4309) < 1e-3, shown));
     assert.ok(Math.abs(Number(/Branch 1, density: (\S+)/.exec(shown)[1]) / line[2] - 1) < 1e-4, shown);
     assert.ok(Math.abs(Number(/Branch 1, phase \(rad\): (\S+)/.exec(shown)[1]) - line[3]) < 1e-4, shown);
     quiet();
