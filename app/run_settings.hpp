@@ -14,6 +14,7 @@ namespace orvel {
 // reads it": accepted in the file and kept, without effect on any job.
 struct DebugFlags {
     OutputFile stream;     // "%s.dbg"; open only while vg_sel_chk_flag is at work
+    int not_finite = 0;    // tilts in it with an excitation error that is no finite number
     std::string base_name; // base name of the job; dump files are named from it
 
     int eigval_dump_flag = 0;   // dump eigenvalues

@@ -7,7 +7,8 @@
 
 namespace orvel {
 
-// Opens "%s.dbg" (base name) when the flag is set, and closes it.
+// Opens "%s.dbg" (base name) when the flag is set; closes it, and tells how many tilts in it have
+// excitation errors that are not finite.
 void dbg_dump_ini_sim();
 void dbg_dump_term();
 

@@ -123,8 +123,25 @@ char *fgets_lf(int limit, char *buf, std::FILE *stream) {
     return length > 0 ? buf : nullptr;
 }
 
+// The limit cuts a line, and what is behind it is an element, in a comment too.
+void warn_split(int limit, const char *buf, std::FILE *stream) {
+    const std::size_t length = std::strlen(buf);
+    if (length + 1 < static_cast<std::size_t>(limit) || buf[length - 1] == '\n') {
+        return;
+    }
+    const int next = std::fgetc(stream);
+    std::ungetc(next, stream);
+    if (next != EOF && may_warn(Told::line)) {
+        mb_fprintf(stdout,
+                   "$$ Warning: a line has more than %d characters: the rest is read as the next "
+                   "one.\n",
+                   limit - 1);
+    }
+}
+
 char *comment_skip_fgets(int limit, char *buf, std::FILE *stream) {
     while (fgets_lf(limit, buf, stream) != nullptr) {
+        warn_split(limit, buf, stream);
         if (begins_with(buf, "COMMENT{")) {
             skip_comment_block(limit, buf, stream);
         } else if (buf[0] != '#' && buf[0] != '%') {
@@ -249,7 +266,10 @@ int truncate_to_int(double value) {
 
 int cut_to_int(double value) {
     const int integer = truncate_to_int(value);
-    if (value != integer && may_warn(Told::line)) {
+    // What no int can hold is refused as a count or an index.
+    const bool is_changed =
+        std::isnan(value) || (value != integer && std::fabs(value - integer) < 1.0);
+    if (is_changed && may_warn(Told::line)) {
         mb_fprintf(stdout, "$$ Warning: %g is cut to the integer %d.\n", value, integer);
     }
     return integer;

@@ -65,7 +65,7 @@ int to_int(const std::string &token);
 // bound when it does not fit, 0 for nan.
 int truncate_to_int(double value);
 
-// The same, with a warning where it changes the value.
+// The same, with a warning for a fraction or nan.
 int cut_to_int(double value);
 
 // The value, which must be finite: nan and infinity end the run with a "$$" line that says what was

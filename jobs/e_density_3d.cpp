@@ -43,7 +43,7 @@ void report_reflections(const UnitCellMapConditions &map) {
 }
 
 // Whole cells are transformed; explicit ranges only come to the point where they are refused.
-void chk_sizes(const UnitCellMapConditions &map) {
+void chk_sizes(const UnitCellMapConditions &map, const SpaceGroup &group) {
     const auto &[nx, ny, nz] = std::array{map.nx, map.ny, map.nz};
     if (nx < 1 || ny < 1 || nz < 1) {
         mb_fprintf(stdout, "$$ number of pixels should be greater than 0. Abort.\n");
@@ -59,9 +59,9 @@ void chk_sizes(const UnitCellMapConditions &map) {
         input_exit("$$ x,y,z = %d %d %d: at most %d points can be transformed. Abort.", nx, ny, nz,
                    std::numeric_limits<int>::max());
     }
-    // half of the reflections remembered for their equivalents, twice
-    constexpr double remembered = 64.0;
-    constexpr double bytes_per_point =
+    // Reflections are remembered for their equivalents, twice: half of them, or all without any.
+    const double remembered = group.ops.size() > 1 ? 64.0 : 128.0;
+    const double bytes_per_point =
         4 * sizeof(float) + 2 * sizeof(double) + sizeof(Hkl) + 2 * sizeof(complex) + remembered;
     require_memory(bytes_per_point * points, "the grids and their coefficients");
 }
@@ -97,7 +97,7 @@ UnitCellMapConditions input_unitcell_map(Csd &csd, InputFile &stream,
     csd = input_csd_cstr(stream, base_name);
     UnitCellMapConditions map = input_density_3d_data(csd, base_name, stream);
     report_reflections(map);
-    chk_sizes(map);
+    chk_sizes(map, csd.group);
     warn_no_reflections(map);
     mb_fprintf(stdout, "Potential.\n");
     return map;

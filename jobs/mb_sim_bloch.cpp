@@ -182,7 +182,9 @@ void calc_bloch_state_ug(const BlochCondition &condition, const TiltProblem &pro
     NonFiniteCount non_finite;
     non_finite.add(finite_solution(work));
     non_finite.report(log);
-    warn_singular(work.invmat.is_singular ? 1 : 0, log);
+    TiltDoubts doubts;
+    doubts.add(work, finite_solution(work));
+    doubts.report(log);
     points.report(log);
 }
 

@@ -51,12 +51,13 @@ void calc_disp_surf_ug(const TiltProblem &problem, BranchRange branches,
 
     NonFiniteCount non_finite;
     double largest = 0.0;
-    int singular = 0;
+    TiltDoubts doubts;
     for (int p = 0; p < sd.grid.num_pix; ++p) {
         progress_indicator(p, sd.grid.num_pix);
         calc_intensity_with_perturb_ug(problem, sd.grid.kxy[p], work, intensity.get());
-        non_finite.add(finite_solution(work) && all_finite(sd, intensity.get()));
-        singular += work.invmat.is_singular ? 1 : 0;
+        const bool finite = finite_solution(work) && all_finite(sd, intensity.get());
+        non_finite.add(finite);
+        doubts.add(work, finite);
         largest = std::max(largest, largest_intensity(sd, intensity.get()));
         write_dispsurf_point(sd, branches, sd.grid.pix[p], work, intensity.get(), files);
     }
@@ -65,7 +66,7 @@ void calc_disp_surf_ug(const TiltProblem &problem, BranchRange branches,
     write_dispsurf_script(sd, branches, base_name, files);
     mb_fprintf(stdout, "\n>> kavun %s_kav.txt\n", base_name.c_str());
     non_finite.report(log);
-    warn_singular(singular, log);
+    doubts.report(log);
     warn_growth(largest, log);
 }
 

@@ -31,9 +31,9 @@ struct PatternRun {
     PatternKind kind;
     Tensor<double> &values;
     PatternSolver solver;
-    std::vector<int> kept;      // branches, by grid point
-    std::vector<char> finite;   // by grid point
-    std::vector<char> singular; // 1 where the boundary condition was not solved
+    std::vector<int> kept;    // branches, by grid point
+    std::vector<int> doubts;  // singular_mark, balanced_mark, by grid point
+    std::vector<char> finite; // by grid point
     std::vector<PatternSlot> slots;
     TiltCheckpoint checkpoint;
     TiltRanks ranks;
@@ -55,8 +55,8 @@ std::size_t values_of_tilt(const PatternRun &run) {
 
 // The values of a grid point, [output reflection][thickness, component fastest], in their place.
 void place_tilt(PatternRun &run, int p, int kept, std::span<const double> values) {
-    run.singular[p] = kept >= singular_mark ? 1 : 0;
-    run.kept[p] = kept >= singular_mark ? kept - singular_mark : kept;
+    run.doubts[p] = kept > 0 ? kept & (singular_mark | balanced_mark) : 0;
+    run.kept[p] = kept - run.doubts[p];
     // Amplitudes are scaled when they are written.
     const double scale = run.kind.coherent ? std::sqrt(epsilon.intensity_scaling) : 1.0;
     const auto is_written_finite = [&](double x) { return is_finite(x * scale); };
@@ -283,6 +283,17 @@ double largest_intensity(const PatternRun &run) {
     return run.kind.coherent ? largest * largest : largest / epsilon.intensity_scaling;
 }
 
+TiltDoubts count_doubts(const PatternRun &run) {
+    TiltDoubts doubts;
+    for (std::size_t p = 0; p < run.doubts.size(); ++p) {
+        if (run.finite[p] != 0) { // the others are told as what they are
+            doubts.singular += (run.doubts[p] & singular_mark) != 0 ? 1 : 0;
+            doubts.balanced += (run.doubts[p] & balanced_mark) != 0 ? 1 : 0;
+        }
+    }
+    return doubts;
+}
+
 // How many of the tilts propagation did not serve.
 void report_propagation(const PatternRun &run) {
     const TiltGrid &grid = run.problem.sd.grid;
@@ -330,7 +341,7 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
     PatternRun run{problem, ops, kind, values, {problem, ops, kind, log}, {}, {}, {}, {}, {}, {}};
     run.kept.assign(grid.pix.size(), not_solved);
     run.finite.resize(grid.pix.size());
-    run.singular.resize(grid.pix.size());
+    run.doubts.resize(grid.pix.size());
     run.slots = alloc_slots(run.solver, grid.num_pix_in);
     if (ranks().size() > 1) {
         mb_fprintf(stdout, "$$ The tilts are shared among %d ranks.\n", ranks().size());
@@ -343,7 +354,7 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
     write();
     run.checkpoint.remove();
     NonFiniteCount(grid, run.finite).report(log);
-    warn_singular(static_cast<int>(std::count(run.singular.begin(), run.singular.end(), 1)), log);
+    count_doubts(run).report(log);
     warn_growth(largest_intensity(run), log);
 }
 

@@ -153,7 +153,9 @@ void calc_tfringe_ug(const TiltProblem &problem, const RealHkl &K_t, const std::
     non_finite.add(
         all_finite(sd, psi.get(), [](complex z) { return c_norm(z) * epsilon.intensity_scaling; }));
     non_finite.report(log);
-    warn_singular(work.invmat.is_singular ? 1 : 0, log);
+    TiltDoubts doubts;
+    doubts.add(work, non_finite.tilts == 0);
+    doubts.report(log);
     warn_growth(largest_intensity(sd, psi.get(), c_norm), log);
 }
 

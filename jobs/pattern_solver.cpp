@@ -49,8 +49,11 @@ std::size_t propagated_block(std::size_t num_orbits) {
 
 // The count that take() is told of a tilt that was solved.
 int told_count(const WorkCalInt &work) {
-    const bool is_marked = work.invmat.is_singular && work.n_kept >= 0;
-    return work.n_kept + (is_marked ? singular_mark : 0);
+    if (work.n_kept < 0) {
+        return work.n_kept;
+    }
+    return work.n_kept + (work.invmat.is_singular ? singular_mark : 0) +
+           (work.eigmat.is_balanced ? balanced_mark : 0);
 }
 
 Sd conditions_for(const Sd &sd, const std::vector<int> &reflections) {

@@ -55,14 +55,27 @@ void warn_growth(double largest, std::FILE *log) {
     }
 }
 
-void warn_singular(int tilts, std::FILE *log) {
-    if (tilts > 0) {
+void TiltDoubts::add(const WorkCalInt &work, bool finite) {
+    singular += finite && work.invmat.is_singular ? 1 : 0;
+    balanced += finite && work.eigmat.is_balanced ? 1 : 0;
+}
+
+void TiltDoubts::report(std::FILE *log) const {
+    if (singular > 0) {
         mb_fprintf_stdo(
             log,
             "$$ Warning: the boundary condition of %d tilts was not solved (eigenvectors "
             "that depend on one another, or too large an inv_eps): their values may be "
             "wrong.\n",
-            tilts);
+            singular);
+    }
+    if (balanced > 0) {
+        mb_fprintf_stdo(
+            log,
+            "$$ Warning: eigmat_func 0 balanced the matrix of %d tilts, which it does not undo: "
+            "beams that hardly couple trade their values with others. eigmat_func 1 gives them "
+            "their own.\n",
+            balanced);
     }
 }
 

@@ -61,6 +61,7 @@ EigmatWork::EigmatWork(int n)
 int eigmat(int n, const complex *const *a, complex *eigval, complex *const *eigvec,
            EigmatWork &work) {
     assert(n <= work.n_max);
+    work.is_balanced = false;
     if (epsilon.eigmat_func == 0) {
         dbg_mon("$$ eigen values and vectors: eispack_cg\n");
         eispack_cg(n, epsilon.eigen_eps, a, eigval, eigvec, work);

@@ -25,6 +25,7 @@ struct EigmatWork {
     double *wr = nullptr, *wi = nullptr;     // eigenvalues
     double *ortr = nullptr, *orti = nullptr; // what a reduction keeps for the vectors
     double *scale = nullptr;                 // of the balancing
+    bool is_balanced = false;                // it moved or scaled rows of the eigenvectors
     double *ur = nullptr, *ui = nullptr;     // rows of scratch
     double *fr = nullptr, *fi = nullptr;
 

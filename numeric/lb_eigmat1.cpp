@@ -11,6 +11,18 @@ thread_local double eps = 0.0;
 
 namespace {
 
+// True where cbal has exchanged or scaled rows: its scale holds partners outside the range and
+// factors inside it.
+bool has_balanced(int n, Range range, const double *scale) {
+    for (int i = 0; i < n; ++i) {
+        const bool is_scaled = i >= range.low && i <= range.high && range.low < range.high;
+        if (scale[i] != (is_scaled ? 1.0 : i)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // A Householder vector of corth is kept where its first element and, below the diagonal, the rest
 // of it were left; work.ur, ui receive it.
 Reflector kept_reflection(Range range, int i, EigmatWork &work) {
@@ -115,6 +127,7 @@ void eispack_cg(int n, double tol, const complex *const *a, complex *eigval, com
     eps = tol;
     split_planes(n, a, work.a);
     const Range range = cbal(n, work.a, work.scale);
+    work.is_balanced = has_balanced(n, range, work.scale);
     corth(n, work.a, range, work);
     comqr2(n, range, eigval, eigvec, work);
     sort_eigval_eigvec(n, eigval, eigvec, work);

@@ -37,7 +37,8 @@ void corth(int n, const Planes &a, Range range, EigmatWork &work);
 void comqr2(int n, Range range, complex *eigval, complex *const *eigvec, EigmatWork &work);
 
 // The whole path: eigenpairs of A (n x n, unchanged) by decreasing real part, with the tolerance
-// tol. The eigenvectors are those of the balanced matrix.
+// tol. The eigenvectors are those of the balanced matrix; work.is_balanced tells whether that is
+// another one.
 void eispack_cg(int n, double tol, const complex *const *a, complex *eigval, complex *const *eigvec,
                 EigmatWork &work);
 

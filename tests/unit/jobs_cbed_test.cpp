@@ -160,6 +160,12 @@ TEST(Cbed, FlagsSayWhatTheyAreFor) {
     EXPECT_NE(check.out.find("$$ chk_sel_vg mode. No intensity calculation.\n"), std::string::npos);
     EXPECT_FALSE(check.has("run_rs0.txt"));
     EXPECT_NE(check.read("run.dbg").find("# ix= 2  iy= 2\n"), std::string::npos);
+    EXPECT_EQ(check.out.find("$$ Warning"), std::string::npos);
+    Conditions beyond = gaas_disk();
+    beyond.tilt = "100000\n0\n";
+    EXPECT_NE(run_with_flags(beyond.cbed("0\n", "1\n100\n"), "vg_sel_chk_flag 1\n")
+                  .out.find("$$ Warning: in run.dbg, excitation errors of "),
+              std::string::npos);
 }
 
 TEST(Cbed, InputThatCannotBeUsedEndsTheRun) {

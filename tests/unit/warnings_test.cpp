@@ -167,6 +167,12 @@ TEST(Warnings, OfConditions) {
     crystal.low_order = "1\n1\n2 0 0\n3\n50\n"; // a strange absorption
     Conditions growing = with(&Conditions::crystal, crystal.block());
     const Conditions one_way = without_eigenvectors();
+    Conditions loose; // 1 0 0, between two that couple, couples to neither
+    loose.incidence = "0 0 1\n0 0 1\n2 0 0\n";
+    loose.beams = "0\n3 0\n0 0 0\n1 0 0\n2 0 0\n";
+    Conditions loose_right = loose;
+    loose_right.settings = "eigmat_func 1\n";
+    const char *const traded = "eigmat_func 0 balanced the matrix of 1 tilts";
     const char *const depend = "the boundary condition of 1 tilts was not solved";
     const Case cases[] = {
         {cbed(with(&Conditions::beams, "0\n2 0\n2 0 0\n0 0 0\n")),
@@ -196,6 +202,11 @@ TEST(Warnings, OfConditions) {
         {one_way.tfringe("2\n0 800\n"), depend},
         {one_way.dispsurf("1 2\n", "1\n1 0 0\n", "1\n300\n"), depend},
         {one_way.bloch("2 2\n0 1\n0 1\n", "1 2\n"), depend},
+        {cbed(loose), traded},
+        {loose.tfringe("2\n0 800\n"), traded},
+        {loose.dispsurf("1 2\n", "1\n1 0 0\n", "1\n300\n"), traded},
+        {loose.bloch("2 2\n0 1\n0 1\n", "1 2\n"), traded},
+        {loose_right.tfringe("2\n0 800\n"), nullptr},
     };
     expect_said(cases);
 }
