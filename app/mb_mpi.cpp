@@ -257,9 +257,28 @@ void mb_fflush(std::FILE *stream) {
     std::fflush(stream);
 }
 
+namespace {
+
+// What the console writes into a file of the run, or into what it reads, would be lost or read.
+void chk_no_console(const std::string &path, const struct stat &found) {
+    for (const int console : {STDOUT_FILENO, STDERR_FILENO}) {
+        struct stat now = {};
+        if (S_ISREG(found.st_mode) && fstat(console, &now) == 0 && now.st_dev == found.st_dev &&
+            now.st_ino == found.st_ino) {
+            mb_fprintf(console == STDERR_FILENO ? stdout : stderr,
+                       "$$ The console is written to %s, which this run uses. Abort.\n",
+                       path.c_str());
+            end_run(1);
+        }
+    }
+}
+
+} // namespace
+
 void protect_input(const std::string &path) {
     struct stat found = {};
     if (stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode)) {
+        chk_no_console(path, found);
         std::erase_if(protected_inputs(), [&](const InputId &i) { return i.path == path; });
         protected_inputs().push_back({path, found.st_dev, found.st_ino});
     }
@@ -270,6 +289,7 @@ void chk_no_input(const std::string &path) {
     if (stat(path.c_str(), &found) != 0) {
         return;
     }
+    chk_no_console(path, found);
     for (const InputId &input : protected_inputs()) {
         struct stat now = {};
         if (input.is(found) && stat(input.path.c_str(), &now) == 0 && input.is(now)) {

@@ -71,11 +71,13 @@ void mb_fflush(std::FILE *stream);
 enum class Writing { beside, in_place };
 
 // A file that this run reads, or writes as it goes on (log, checkpoint): open_output never opens it
-// from here on. Every file that is opened for reading is told here.
+// from here on. Every file that is opened for reading is told here. The run ends where standard
+// output or error is written to it, exit status 1:
+// "$$ The console is written to %s, which this run uses. Abort.\n" on the other of the two.
 void protect_input(const std::string &path);
 
 // Ends the run when the path leads to such a file, exit status 1:
-// "$$ %s is %s, which this run reads or writes. Abort.\n".
+// "$$ %s is %s, which this run reads or writes. Abort.\n"; or to the console, as above.
 void chk_no_input(const std::string &path);
 
 // Opens a file for writing, truncating it; a link leads to its target. The stream is null on

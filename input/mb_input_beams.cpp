@@ -52,15 +52,15 @@ void fget_thresholds(std::FILE *stream, double &bmin, double &max, double &xigma
     xigmax = v[2];
 }
 
-// A beam that occurs twice shares its intensity with itself.
-void warn_repeated(std::vector<Hkl> hkl) {
+// A beam that occurs twice shares its intensity with itself; sums over the output count it twice.
+void warn_repeated(std::vector<Hkl> hkl, const char *where) {
     const auto indices = [](const Hkl &g) { return std::tie(g.h, g.k, g.l); };
     std::sort(hkl.begin(), hkl.end(),
               [&](const Hkl &a, const Hkl &b) { return indices(a) < indices(b); });
     const auto twice = std::adjacent_find(hkl.begin(), hkl.end());
     if (twice != hkl.end()) {
-        mb_fprintf(stdout, "$$ Warning: %d %d %d occurs more than once in the beam list.\n",
-                   twice->h, twice->k, twice->l);
+        mb_fprintf(stdout, "$$ Warning: %d %d %d occurs more than once %s.\n", twice->h, twice->k,
+                   twice->l, where);
     }
 }
 
@@ -150,7 +150,7 @@ BeamList fget_beam_list(int ne, int nb, std::FILE *stream) {
         input_exit("$$ %d exact and %d Bethe beams: no possible beam list. Abort.", ne, nb);
     }
     BeamList list = {ne, nb, fget_beams(ne, nb, stream)};
-    warn_repeated(list.hkl);
+    warn_repeated(list.hkl, "in the beam list");
     return list;
 }
 
@@ -172,6 +172,7 @@ int find_n_g(const Hkl &g, std::span<const Hkl> list) {
 std::vector<int> fget_cal_g(int n, const BeamList &beams, std::FILE *stream) {
     std::vector<int> positions;
     positions.reserve(static_cast<std::size_t>(std::clamp(n, 0, most_reserved)));
+    std::vector<Hkl> listed;
     const auto exact = std::span(beams.hkl).first(beams.num_exact_beam);
     for (int i = 0; i < n; ++i) {
         const Hkl g = fget_hkl(stream);
@@ -182,7 +183,9 @@ std::vector<int> fget_cal_g(int n, const BeamList &beams, std::FILE *stream) {
             end_run(1);
         }
         positions.push_back(position);
+        listed.push_back(g);
     }
+    warn_repeated(std::move(listed), "among the output reflections");
     return positions;
 }
 

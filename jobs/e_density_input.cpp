@@ -111,6 +111,8 @@ ProjectedMapConditions input_density_proj_data(const Csd &csd, const std::string
 
     chk_data("BEAM_SEARCH{", stream);
     fget_sd_beams(sd, csd, stream);
+    constexpr double bytes_per_beam = 200.0; // coefficients, and those remembered for equivalents
+    require_memory(bytes_per_beam * sd.beams.size(), "the coefficients of the maps");
     reflex_dump_csd(sd, csd, base_name, 0);
     set_disksize(sd, stderr);
     warn_constant_map(sd.beams);

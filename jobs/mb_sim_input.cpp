@@ -21,6 +21,8 @@ void read_output_reflex(Sd &sd, std::FILE *stream) {
         read_output_reflections(sd, n, stream);
     } else if (n == 0) {
         take_all_exact_beams(sd);
+    } else {
+        mb_fprintf(stdout, "$$ Warning: with %d output reflections none is written.\n", n);
     }
     if (sd.grid.calc_type > 3) {
         mb_fprintf(stdout, "$$ invalid calc_type=%d. Abort. (input_sim_data)\n", sd.grid.calc_type);

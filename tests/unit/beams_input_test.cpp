@@ -109,9 +109,6 @@ TEST(Counts, ThatCannotBeMeantEndTheRun) {
         EXPECT_EQ(message.rfind("$$ ", 0), 0u) << o.out;
         EXPECT_EQ(std::count(message.begin(), message.end(), '\n'), 1) << o.out;
     }
-    EXPECT_EQ(outcome_of([] { fget_hkl(stream_of("nan 2.5 0\n")); }).out,
-              "$$ Warning: nan is cut to the integer 0.\n"
-              "$$ Warning: 2.5 is cut to the integer 2.\n");
     EXPECT_EQ(fget_count(stream_of("3\n"), "thicknesses", 8), 3);
     EXPECT_EQ(fget_cal_thick(2, stream_of("100\n2e2\n")), (std::vector<double>{100, 200}));
     EXPECT_EQ(outcome_of([] { fget_count(stream_of("-3\n"), "thicknesses", 8); }).out,

@@ -222,6 +222,23 @@ TEST(Surroundings, AReaderThatLeavesIsNoticed) {
     EXPECT_TRUE(run.has("run_rs0.txt"));
 }
 
+TEST(Surroundings, AConsoleInAFileOfTheRunIsNoticed) {
+    for (const char *file : {"run.txt", "orvel.ini", "run_log.txt", "run_rs0.txt"}) {
+        const TemporaryFolder folder;
+        const std::string console = folder.path() / "console";
+        write_file(console, file == std::string("run.txt") ? small_run() : "INI_PARAM_END\n");
+        ProgramInput input = {.args = {"run.txt"}, .standard_output = console};
+        input.files = {{"run.txt", small_run()}};
+        input.files.erase(file);
+        input.links = {{file, console}};
+        const ProgramRun run = run_program(input);
+        EXPECT_EQ(run.status, 1) << file;
+        EXPECT_TRUE(run.err.ends_with("$$ The console is written to " + std::string(file) +
+                                      ", which this run uses. Abort.\n"))
+            << run.err;
+    }
+}
+
 TEST(Surroundings, AnUnwritableFolderIsNoticed) {
     const ProgramRun run =
         run_program({.files = {{"run.txt", small_run()}}, .args = {"run.txt"}, .unwritable = true});
