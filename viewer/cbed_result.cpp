@@ -165,20 +165,26 @@ void read_values(TextFile &file, const CbedPattern &pattern, CbedImage &image) {
     chk_not_all_lost(file, largest);
 }
 
-// A range that shows nothing (nan, or no difference) is replaced by that of the values.
+// A range that shows nothing is replaced by that of the values: nan, no difference, or that of
+// coherent patterns, which is the same with any intensity_scaling.
 void settle_range(const CbedPattern &pattern, CbedImage &image) {
-    if (std::isfinite(image.max) && std::isfinite(image.min) && image.max > image.min) {
-        return;
-    }
-    image.max = -std::numeric_limits<double>::infinity();
-    image.min = std::numeric_limits<double>::infinity();
+    double largest = -std::numeric_limits<double>::infinity();
+    double least = std::numeric_limits<double>::infinity();
     for (std::size_t i = 0; i < image.values.size(); ++i) {
         const double value = intensity(pattern, image, i);
         if (std::isfinite(value)) {
-            image.max = std::max(image.max, value);
-            image.min = std::min(image.min, value);
+            largest = std::max(largest, value);
+            least = std::min(least, value);
         }
     }
+    const bool is_of_the_values =
+        !pattern.coherent || (largest <= 1.1 * image.max && largest > 1e-3 * image.max);
+    if (std::isfinite(image.max) && std::isfinite(image.min) && image.max > image.min &&
+        is_of_the_values) {
+        return;
+    }
+    image.max = largest;
+    image.min = least;
     if (!(image.max > image.min)) {
         image.min = std::isfinite(image.min) ? image.min : 0.0;
         image.max = image.min + unit_range(image.min);

@@ -5,6 +5,7 @@
 #include "app/surroundings.hpp"
 #include "viewer/page.hpp"
 #include "viewer/pictures.hpp"
+#include "viewer/run_info.hpp"
 #include "viewer/text_file.hpp"
 
 #include <filesystem>
@@ -120,6 +121,7 @@ int run_kavun(int argc, char **argv) {
     catch_interrupts();
     const Arguments arguments = read_arguments(argc, argv);
     const KavScript script = read_kav_script(arguments.script);
+    warn_unfinished_run(script.path);
     std::set<std::string> written;
     for (std::size_t i = 0; i < script.pages.size(); ++i) {
         chk_interrupt(static_cast<int>(i), static_cast<int>(script.pages.size()));

@@ -1,5 +1,6 @@
 #include "viewer/run_info.hpp"
 
+#include "app/mb_mpi.hpp"
 #include "viewer/kav_script.hpp"
 #include "viewer/text_file.hpp"
 
@@ -100,6 +101,10 @@ std::optional<RunInfo> read_parameter_file(const std::string &path) {
     return std::nullopt;
 }
 
+std::string log_beside(const std::string &script_path) {
+    return beside(script_path, base_name_of(script_path) + "_log.txt");
+}
+
 bool is_file(const fs::path &path) {
     std::error_code ignored;
     return fs::is_regular_file(path, ignored);
@@ -108,7 +113,7 @@ bool is_file(const fs::path &path) {
 } // namespace
 
 std::optional<RunInfo> read_run_info(const std::string &script_path) {
-    const std::string log_path = beside(script_path, base_name_of(script_path) + "_log.txt");
+    const std::string log_path = log_beside(script_path);
     if (!is_file(log_path)) {
         return std::nullopt;
     }
@@ -124,6 +129,24 @@ std::optional<RunInfo> read_run_info(const std::string &script_path) {
         return !name.empty() && is_file(path) ? read_parameter_file(path.string()) : std::nullopt;
     }
     return std::nullopt;
+}
+
+void warn_unfinished_run(const std::string &script_path) {
+    const std::string log_path = log_beside(script_path);
+    if (!is_file(log_path)) {
+        return;
+    }
+    TextFile log = read_text_file(log_path);
+    bool is_finished = false;
+    for (std::string_view line; next_line(log, line);) {
+        is_finished = is_finished || line.starts_with("See you again");
+    }
+    if (!is_finished) {
+        mb_fprintf(stdout,
+                   "$$ Warning: %s has no end: the run did not finish, and results may be of an "
+                   "earlier one.\n",
+                   log_path.c_str());
+    }
 }
 
 } // namespace orvel

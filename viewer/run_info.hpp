@@ -30,4 +30,8 @@ struct RunInfo {
 // has no INCIDENT_BEAM block.
 std::optional<RunInfo> read_run_info(const std::string &script_path);
 
+// Tells on the console where that log has no end: the run may have put some of its results in the
+// place of earlier ones, but not all.
+void warn_unfinished_run(const std::string &script_path);
+
 } // namespace orvel

@@ -97,7 +97,7 @@ def triple(v):
 
 def write_run_files(folder, base, mode, run, tilt):
     """The log and the parameter file that it names."""
-    write(folder, base + "_log.txt", "parameter_file: %s.par\n" % base)
+    write(folder, base + "_log.txt", "parameter_file: %s.par\nSee you again!!!\n" % base)
     zone = "%d %d %d\n" % tuple(run.zone)
     write(folder, base + ".par",
           mode + "\nEPS_CONTROL_PARAMETERS{\n}EPS_CONTROL_PARAMETERS\nCRYSTAL_STRUCTURE_DATA{\n"

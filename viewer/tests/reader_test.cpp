@@ -3,6 +3,7 @@
 #include "viewer/facts.hpp"
 #include "viewer/kavun.hpp"
 #include "viewer/layout.hpp"
+#include "viewer/run_info.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -202,6 +203,13 @@ TEST(Kavun, VoltageOfTheRun) {
     EXPECT_NEAR(wavelength_of(100.0).value(), 0.03701, 1e-5);
     edit(folder.file("cbed.par"), "2 -2 0", "2 0 -2");
     EXPECT_FALSE(wavelength_of({}).has_value());
+    edit(folder.file("cbed.par"), "2 0 -2", "2 -2 0"); // numbers as orvel reads them
+    edit(folder.file("cbed.par"), "200", "+0xc8");
+    EXPECT_NEAR(wavelength_of({}).value(), 0.02508, 1e-5);
+    EXPECT_EQ(outcome_of([&] { warn_unfinished_run(script.path); }).out, "");
+    edit(folder.file("cbed_log.txt"), "See you again!!!", "");
+    EXPECT_NE(outcome_of([&] { warn_unfinished_run(script.path); }).out.find("has no end"),
+              std::string::npos);
     std::filesystem::remove(folder.file("cbed_log.txt"));
     EXPECT_FALSE(wavelength_of({}).has_value());
     std::filesystem::create_symlink("cbed_log.txt", folder.file("cbed_log.txt")); // a loop
