@@ -203,7 +203,7 @@ void chk_number_count(int least, int most, const std::string &line, int first) {
                    line.c_str(), present, least);
     }
     // What begins with a word is a remark.
-    if (present > most && leading_number(tokens[static_cast<std::size_t>(first + most)]).is_all &&
+    if (present > most && leading_number(*(tokens.begin() + first + most)).is_all &&
         may_warn(Told::line)) {
         mb_fprintf(stdout,
                    "$$ Warning: \"%s\" holds more than %d number%s; the rest is not read.\n",

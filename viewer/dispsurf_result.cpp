@@ -81,9 +81,11 @@ Table read_table(const std::string &path, std::size_t columns) {
     }
     expect_line_end(file);
     double largest = 0.0;
-    for (std::size_t i = 0; i < table.values.size(); ++i) {
-        const bool is_tilt = i % table.columns < 2;
-        largest = is_tilt ? largest : std::max(largest, std::fabs(table.values[i]));
+    std::size_t column = 0;
+    for (const double value : table.values) {
+        const bool is_tilt = column < 2;
+        largest = is_tilt ? largest : std::max(largest, std::fabs(value));
+        column = column + 1 == columns ? 0 : column + 1;
     }
     chk_not_all_lost(file, largest);
     return table;
