@@ -73,13 +73,13 @@ void warn_friedel_mate(const Hkl &g, const GivenFactors &given, int lof_type,
     }
 }
 
-// Of a structure factor, A, generously: twice that of 000, by the tables of one voltage.
+// Of a structure factor, A, generously: twice that of 000 at the lowest voltage of use.
 double largest_absorptive_part(const Csd &csd) {
     const bool is_tabled =
         std::all_of(csd.sites.begin(), csd.sites.end(), [](const AtomSite &site) {
             return site.af == 0 || site.af == 1; // any other ends the run where it is needed
         });
-    return is_tabled ? std::max(1.0, 2.0 * c_abs(calc_Fg_inela({0, 0, 0}, csd, 100.0)))
+    return is_tabled ? std::max(1.0, 2.0 * c_abs(calc_Fg_inela({0, 0, 0}, csd, 20.0)))
                      : std::numeric_limits<double>::infinity();
 }
 

@@ -90,8 +90,8 @@ Fingerprint fingerprint(const TiltProblem &problem, std::span<const SymOp> ops) 
     print.add(problem.geometry);
     print.add(problem.abs_K);
     print.add(problem.metric);
-    print.add(dbg.tilt_symmetry_flag);
-    if (dbg.tilt_symmetry_flag != 0) { // other groups can give the same potential
+    print.add(use_symmetry());
+    if (use_symmetry()) { // other groups can give the same potential
         print.add(ops.data(), ops.size());
     }
     print.add(use_propagation());

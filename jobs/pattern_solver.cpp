@@ -11,11 +11,11 @@
 
 namespace orvel {
 
-namespace {
-
 bool use_symmetry() {
     return dbg.tilt_symmetry_flag != 0 && !tilts_write();
 }
+
+namespace {
 
 TiltSymmetry symmetry_of_grid(const TiltProblem &problem, std::span<const SymOp> ops) {
     if (use_symmetry()) {

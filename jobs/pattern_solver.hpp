@@ -40,7 +40,8 @@ inline constexpr int balanced_mark = 1 << 25;
 // Largest block of orbits that is propagated at once.
 inline constexpr int most_propagated = 4 * strip;
 
-// Whether the flags and settings of the job ask for propagation and can have it.
+// Whether the flags and settings of the job ask for symmetry, or for propagation, and can have it.
+bool use_symmetry();
 bool use_propagation();
 
 // What one thread works with.
