@@ -89,6 +89,7 @@ bool may_trade_places(double voltage, const complex *const *V, std::span<const i
 
 void fold_bethe_beams(int flag_bs, int n_exact, int n_bethe, const complex *const *A,
                       complex *const *B, WorkCalInt &work) {
+    work.bethe.is_singular = false;
     if (flag_bs <= last_generalized_code) {
         g_bethe(n_exact, n_bethe, A, B, work.bethe, work.invmat);
     } else {
@@ -105,6 +106,7 @@ void g_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *
     if (schur_complement(n_exact, n_bethe, A, B, invmat_work)) {
         return;
     }
+    bethe.is_singular = true;
     c_matcopy2(n_exact, A, B);
     complex *const *bb = bethe.bb.get();
     copy_block(n_bethe, n_bethe, A, n_exact, n_exact, bb);

@@ -60,8 +60,8 @@ void fold_bethe_beams(int flag_bs, int n_exact, int n_bethe, const complex *cons
                       complex *const *B, WorkCalInt &work);
 
 // B = A_ee - A_eb A_bb^-1 A_be: the partitioned form of Bethe's approximation, taken at eigenvalue
-// zero, with the coupling of the Bethe beams among themselves. A singular block is told by the
-// inversion and folded with what that left.
+// zero, with the coupling of the Bethe beams among themselves. A singular block is marked, told by
+// the inversion and folded with what that left.
 void g_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B, BetheWork &bethe,
              InvmatWork &invmat_work);
 

@@ -122,7 +122,7 @@ bool propagate_folded(const TiltProblem &problem, WorkCalInt &tilt, PropagationW
     construct_ug_mat_slct(sd.beam.acc_voltage, problem.V, tilt, tilt.A.get());
     dbg_mon("$$ Bethe Approx.\n");
     fold_bethe_beams(sd.beam_search.flag_bs, n, tilt.n_bethe, tilt.A.get(), tilt.B.get(), tilt);
-    if (!c_matfinite(n, tilt.B.get())) {
+    if (tilt.bethe.is_singular || !c_matfinite(n, tilt.B.get())) {
         return false;
     }
     if (epsilon.eigmat_func == 0 &&

@@ -11,9 +11,10 @@ namespace orvel {
 // Blocks of the Bethe folding.
 struct BetheWork {
     explicit BetheWork(int n_max);
-    Matrix<complex> bb; // Bethe-Bethe block, then its inverse
-    Matrix<complex> s;  // its inverse times the Bethe-exact block
-    Matrix<complex> t;  // the exact-Bethe block times s
+    Matrix<complex> bb;       // Bethe-Bethe block, then its inverse
+    Matrix<complex> s;        // its inverse times the Bethe-exact block
+    Matrix<complex> t;        // the exact-Bethe block times s
+    bool is_singular = false; // the block that was folded last
 };
 
 // What a set of perturbed potentials needs beside the unperturbed solution.

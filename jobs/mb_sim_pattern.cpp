@@ -32,7 +32,7 @@ struct PatternRun {
     Tensor<double> &values;
     PatternSolver solver;
     std::vector<int> kept;    // branches, by grid point
-    std::vector<int> doubts;  // singular_mark, balanced_mark, by grid point
+    std::vector<int> doubts;  // all_marks, by grid point
     std::vector<char> finite; // by grid point
     std::vector<PatternSlot> slots;
     TiltCheckpoint checkpoint;
@@ -55,7 +55,7 @@ std::size_t values_of_tilt(const PatternRun &run) {
 
 // The values of a grid point, [output reflection][thickness, component fastest], in their place.
 void place_tilt(PatternRun &run, int p, int kept, std::span<const double> values) {
-    run.doubts[p] = kept > 0 ? kept & (singular_mark | balanced_mark) : 0;
+    run.doubts[p] = kept > 0 ? kept & all_marks : 0;
     run.kept[p] = kept - run.doubts[p];
     // Amplitudes are scaled when they are written.
     const double scale = run.kind.coherent ? std::sqrt(epsilon.intensity_scaling) : 1.0;
@@ -287,6 +287,7 @@ TiltDoubts count_doubts(const PatternRun &run) {
     TiltDoubts doubts;
     for (std::size_t p = 0; p < run.doubts.size(); ++p) {
         if (run.finite[p] != 0) { // the others are told as what they are
+            doubts.unfolded += (run.doubts[p] & unfolded_mark) != 0 ? 1 : 0;
             doubts.singular += (run.doubts[p] & singular_mark) != 0 ? 1 : 0;
             doubts.balanced += (run.doubts[p] & balanced_mark) != 0 ? 1 : 0;
         }

@@ -53,7 +53,8 @@ int told_count(const WorkCalInt &work) {
         return work.n_kept;
     }
     return work.n_kept + (work.invmat.is_singular ? singular_mark : 0) +
-           (work.eigmat.is_balanced ? balanced_mark : 0);
+           (work.eigmat.is_balanced ? balanced_mark : 0) +
+           (work.bethe.is_singular ? unfolded_mark : 0);
 }
 
 Sd conditions_for(const Sd &sd, const std::vector<int> &reflections) {

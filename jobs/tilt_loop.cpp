@@ -56,11 +56,18 @@ void warn_growth(double largest, std::FILE *log) {
 }
 
 void TiltDoubts::add(const WorkCalInt &work, bool finite) {
+    unfolded += finite && work.bethe.is_singular ? 1 : 0;
     singular += finite && work.invmat.is_singular ? 1 : 0;
     balanced += finite && work.eigmat.is_balanced ? 1 : 0;
 }
 
 void TiltDoubts::report(std::FILE *log) const {
+    if (unfolded > 0) {
+        mb_fprintf_stdo(log,
+                        "$$ Warning: the Bethe beams of %d tilts could not be folded (one at its "
+                        "Bragg condition, or too large an inv_eps): their values may be wrong.\n",
+                        unfolded);
+    }
     if (singular > 0) {
         mb_fprintf_stdo(
             log,

@@ -32,6 +32,7 @@ void warn_growth(double largest, std::FILE *log);
 
 // Why the values of solved tilts may be wrong: counts of tilts.
 struct TiltDoubts {
+    int unfolded = 0; // the block of the Bethe beams was singular
     int singular = 0; // the boundary condition was not solved
     int balanced = 0; // the eigenvectors are those of a balanced matrix
 

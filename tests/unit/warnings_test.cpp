@@ -178,6 +178,10 @@ TEST(Warnings, OfConditions) {
     loose.beams = "0\n3 0\n0 0 0\n1 0 0\n2 0 0\n";
     Conditions loose_right = loose;
     loose_right.settings = "eigmat_func 1\n";
+    Conditions bragg; // the Bethe beam at its Bragg condition, without absorption
+    bragg.crystal = CrystalText{"", al, one_site("0\n0\n0\n", 0.0)}.block();
+    bragg.beams = "0\n2 1\n0 0 0\n0 2 0\n2 0 0\n";
+    const char *const folded = "the Bethe beams of 1 tilts could not be folded";
     const char *const traded = "eigmat_func 0 balanced the matrix of 1 tilts";
     const char *const depend = "the boundary condition of 1 tilts was not solved";
     const Case cases[] = {
@@ -212,6 +216,8 @@ TEST(Warnings, OfConditions) {
         {one_way.tfringe("2\n0 800\n"), depend},
         {one_way.dispsurf("1 2\n", "1\n1 0 0\n", "1\n300\n"), depend},
         {one_way.bloch("2 2\n0 1\n0 1\n", "1 2\n"), depend},
+        {cbed(bragg), folded},
+        {bragg.tfringe("2\n0 800\n"), folded},
         {cbed(loose), traded},
         {loose.tfringe("2\n0 800\n"), traded},
         {loose.dispsurf("1 2\n", "1\n1 0 0\n", "1\n300\n"), traded},
