@@ -142,7 +142,8 @@ class CbedPage {
                     set('weighted'))] : []),
                 ...(cbed.parting() > 1 ? [check('Discs apart', 'apart', state.apart, (apart) => {
                     state.apart = apart;
-                    this.view.line = null;
+                    this.clearProfile();
+                    this.pointed = null;
                     this.changed();
                 })] : []),
                 check('hkl labels', 'labels', state.labels, set('labels')),
@@ -159,11 +160,7 @@ class CbedPage {
                 mapChoice(state.map, set('map'))),
             group('View', this.magnification.node, el('div', { className: 'buttons' },
                 button('Fit', 'fit', () => this.view.fit()),
-                button('Clear profile', 'clear-profile', () => {
-                    this.view.line = null;
-                    this.profileBox.hidden = true;
-                    this.view.draw();
-                }))),
+                button('Clear profile', 'clear-profile', () => this.clearProfile()))),
             el('details', {}, el('summary', { textContent: 'Mouse and keys' }),
                 el('p', { textContent: 'Click a disc: large view. Drag: line profile. Wheel: zoom. ' +
                     'Shift and drag: move the pattern.' }),
@@ -311,6 +308,13 @@ class CbedPage {
         if (this.view.line) {
             this.showProfile(this.view.line);
         }
+        this.hover(this.pointed);
+    }
+
+    clearProfile() {
+        this.view.line = null;
+        this.profileBox.hidden = true;
+        this.view.draw();
     }
 
     showNote() {
@@ -370,6 +374,7 @@ class CbedPage {
     }
 
     hover(at) {
+        this.pointed = at;
         const sample = this.sampleAt(at);
         if (this.state.quantity === 'sum' && at) {
             const value = this.sumAt(at);

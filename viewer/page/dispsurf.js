@@ -15,9 +15,9 @@ surface.prepare = function () {
 // Quantities of a branch at a point.
 const branchQuantities = {
     gamma: { name: '\u03b3 (1/\u00c5\u00b2)', of: (p, j) => surface.gamma[p * data.branches + j] },
-    dk: { name: 'k_n \u2212 K_n (1/\u00c5)',
+    dk: { name: 'k_n \u2212 K_n (1/\u00c5)', double: true,
         of: (p, j) => surface.kn[p * data.branches + j] - surface.Kn[p] },
-    kn: { name: 'k_n (1/\u00c5)', of: (p, j) => surface.kn[p * data.branches + j] },
+    kn: { name: 'k_n (1/\u00c5)', double: true, of: (p, j) => surface.kn[p * data.branches + j] },
     excitation: { name: 'excitation |\u03b1|\u00b2',
         of: (p, j) => surface.excitation[p * data.branches + j] },
     gammaIm: { name: 'Im \u03b3 (1/\u00c5\u00b2)', of: (p, j) => surface.gammaIm[p * data.branches + j] },
@@ -33,9 +33,11 @@ class DispsurfPage {
         this.reflectionsShown = new Set(data.reflections.map((_, o) => o).slice(0, 8));
         this.line = data.side === data.points;
         this.view = el('div', { className: 'view' });
+        // The list of a single tilt holds all that there is.
         document.getElementById('main').append(this.view,
-            el('div', { className: 'settings' }, ...this.settings()));
-        showFacts(data.facts);
+            el('div', { className: 'settings' }, ...(data.points > 1 ? this.settings() : [])));
+        showFacts(data.points > 1 ? data.facts : [...data.facts,
+            ['Tilt (H, G)', `(${number(surface.H[0])}, ${number(surface.G[0])})`]]);
         this.line && data.points > 1 ? this.buildPlots() : data.points > 1 ? this.buildMaps() :
             this.buildList();
         this.changed();
@@ -192,7 +194,7 @@ class DispsurfPage {
         this.view.append(table(['branch', ...Object.values(branchQuantities).map((q) => q.name),
             ...data.reflections.map((hkl) => `|\u03b1C|, ${hklText(hkl)}`)],
         this.branches.map((j) => [String(data.branchBegin + j),
-            ...Object.values(branchQuantities).map((q) => number(q.of(0, j), 9)),
+            ...Object.values(branchQuantities).map((q) => number(q.of(0, j), q.double ? 9 : 6)),
             ...data.reflections.map((_, o) => number(this.amplitudeOf(0, o, j)))])),
         table(['g', ...data.thicknesses.map((t) => `intensity, ${number(t)} \u00c5`)],
             data.reflections.map((hkl, o) => [hklText(hkl), ...data.thicknesses.map((_, t) =>

@@ -111,6 +111,7 @@ class Plot {
 
     set(content) {
         this.content = content;
+        this.tell();
         this.draw();
     }
 
@@ -245,13 +246,19 @@ class Plot {
         this.point(best);
     }
 
-    point(index) {
-        this.cursor = index;
+    // The values at the cursor.
+    tell() {
         const { series, xLabel } = this.content;
-        this.readout.textContent = index < 0 ? '' :
+        const index = this.cursor;
+        this.readout.textContent = index < 0 || !series.length || index >= series[0].x.length ? '' :
             `${xLabel}: ${number(series[0].x[index])}   ` + series.map((s) =>
                 `${s.name}: ${number(s.y[index])}` +
                 (s.weight ? ` (${number(s.weight[index], 3)})` : '')).join('   ');
+    }
+
+    point(index) {
+        this.cursor = index;
+        this.tell();
         this.draw();
         if (this.onPoint) {
             this.onPoint(index);

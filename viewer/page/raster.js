@@ -54,6 +54,9 @@ class Raster {
     set(content) {
         this.content = content;
         this.image = rasterImage(content.nx, content.ny, content.colour);
+        if (this.cursor && this.onPoint) { // its value may be another one now
+            this.onPoint(this.cursor);
+        }
         this.draw();
     }
 

@@ -94,6 +94,7 @@ function painter(table, settings) {
 // The text of a range's end; what is next to nothing beside the other end is 0.
 function rangeText(value, other) {
     const settled = Math.abs(value) < 1e-4 * Math.abs(other) ? 0 : value;
+    const digits = [3, 4, 5, 6, 7].find((n) => number(settled, n) !== number(other, n)) || 3;
     return settled !== 0 && Math.abs(settled) < 1e-2 ? settled.toExponential(1).replaceAll('-', '\u2212') :
-        number(settled, 3);
+        number(settled, digits);
 }

@@ -241,6 +241,8 @@ test('everything on the stage can be done with keys', async () => {
     assert.equal(Number(/I = (\S+)/.exec(shown)[1]), table.blocks[1][12 * table.side + 13][0]);
     await page.keyboard.press(']');
     assert.match(await text('#facts'), /1000 Å/);
+    assert.equal(Number(/I = (\S+)/.exec(plain(await text('#readout')))[1]),
+        readTable('cbed_rs1.txt').blocks[1][12 * table.side + 13][0], 'of the thickness now shown');
     await page.keyboard.press('p');
     await page.keyboard.press('ArrowLeft');
     await page.keyboard.press('ArrowLeft');
