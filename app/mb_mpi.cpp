@@ -259,17 +259,30 @@ void mb_fflush(std::FILE *stream) {
 
 namespace {
 
-// What the console writes into a file of the run, or into what it reads, would be lost or read.
-void chk_no_console(const std::string &path, const struct stat &found) {
-    for (const int console : {STDOUT_FILENO, STDERR_FILENO}) {
+// The stream that is left for a message where the other one, standard output or error, is written
+// to that file; null where neither is.
+std::FILE *console_beside(const std::string &path) {
+    struct stat found = {};
+    if (stat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode)) {
+        return nullptr;
+    }
+    const InputId file = {path, found.st_dev, found.st_ino};
+    for (const auto &[console, other] :
+         {std::pair{STDOUT_FILENO, stderr}, {STDERR_FILENO, stdout}}) {
         struct stat now = {};
-        if (S_ISREG(found.st_mode) && fstat(console, &now) == 0 && now.st_dev == found.st_dev &&
-            now.st_ino == found.st_ino) {
-            mb_fprintf(console == STDERR_FILENO ? stdout : stderr,
-                       "$$ The console is written to %s, which this run uses. Abort.\n",
-                       path.c_str());
-            end_run(1);
+        if (fstat(console, &now) == 0 && file.is(now)) {
+            return other;
         }
+    }
+    return nullptr;
+}
+
+// What the console writes into a file that the run reads or goes on writing would be read or lost.
+void chk_no_console(const std::string &path) {
+    if (std::FILE *other = console_beside(path)) {
+        mb_fprintf(other, "$$ The console is written to %s, which this run uses. Abort.\n",
+                   path.c_str());
+        end_run(1);
     }
 }
 
@@ -278,7 +291,7 @@ void chk_no_console(const std::string &path, const struct stat &found) {
 void protect_input(const std::string &path) {
     struct stat found = {};
     if (stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode)) {
-        chk_no_console(path, found);
+        chk_no_console(path);
         std::erase_if(protected_inputs(), [&](const InputId &i) { return i.path == path; });
         protected_inputs().push_back({path, found.st_dev, found.st_ino});
     }
@@ -289,7 +302,6 @@ void chk_no_input(const std::string &path) {
     if (stat(path.c_str(), &found) != 0) {
         return;
     }
-    chk_no_console(path, found);
     for (const InputId &input : protected_inputs()) {
         struct stat now = {};
         if (input.is(found) && stat(input.path.c_str(), &now) == 0 && input.is(now)) {
@@ -308,6 +320,13 @@ OutputFile open_output(const std::string &path, Writing writing) {
         return {};
     }
     chk_no_input(path);
+    if (writing == Writing::in_place) {
+        chk_no_console(path);
+    } else if (std::FILE *other = console_beside(path)) { // not worth the result of hours
+        mb_fprintf(other,
+                   "$$ Warning: the console was written to %s, which this result replaces.\n",
+                   path.c_str());
+    }
     std::error_code failed;
     const std::filesystem::file_status status = std::filesystem::status(target, failed);
     switch (status.type()) {

@@ -133,8 +133,8 @@ void warn_split(int limit, const char *buf, std::FILE *stream) {
     std::ungetc(next, stream);
     if (next != EOF && may_warn(Told::line)) {
         mb_fprintf(stdout,
-                   "$$ Warning: a line has more than %d characters: the rest is read as the next "
-                   "one.\n",
+                   "$$ Warning: a line and its end have more than %d characters: the rest is "
+                   "read as the next one.\n",
                    limit - 1);
     }
 }

@@ -95,10 +95,6 @@ void read_tilt_range(Sd &sd, const TiltRangeTexts &texts, std::FILE *stream) {
     grid.disksize = fget_d(stream, "the disk size");
     chk_data("}CALC_KXY_RANGE", stream);
     chk_grid(grid);
-    if (grid.disksize < 0.0) {
-        mb_fprintf(stdout, "$$ Warning: disksize = %g mirrors the places of the reflections.\n",
-                   grid.disksize);
-    }
     sd.beam_search.disksize = grid.disksize;
 }
 

@@ -41,6 +41,10 @@ TiltProblem prepare_tilts(Csd &csd, Sd &sd, const complex *const *V, std::FILE *
     }
     warn_single_point_line(sd.grid, log);
     warn_one_thread();
+    if (sd.grid.disksize < 0.0) {
+        mb_fprintf_stdo(log, "$$ Warning: disksize = %g mirrors the places of the reflections.\n",
+                        sd.grid.disksize);
+    }
     if (!std::isfinite(sd.grid.num_cal_pix_side / sd.grid.disksize)) {
         mb_fprintf_stdo(log,
                         "$$ Warning: disksize = %g: the positions of the reflections in "

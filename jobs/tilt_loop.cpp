@@ -80,8 +80,8 @@ void TiltDoubts::report(std::FILE *log) const {
         mb_fprintf_stdo(
             log,
             "$$ Warning: eigmat_func 0 balanced the matrix of %d tilts, which it does not undo: "
-            "beams that hardly couple trade their values with others. eigmat_func 1 gives them "
-            "their own.\n",
+            "beams that hardly couple may have traded their values with others. eigmat_func 1 "
+            "gives them their own.\n",
             balanced);
     }
 }

@@ -140,7 +140,7 @@ void draw_labels(Picture &picture, const Frame &frame, const CbedRun &run, bool 
 
 // Scale bars in 1/A and, where the voltage is known, in mrad, side by side.
 void draw_scale_bars(Picture &picture, const Frame &frame, const Facts &facts, double y) {
-    const double per_pixel = frame.layout.sample_per_A / frame.unit;
+    const double per_pixel = std::fabs(frame.layout.sample_per_A) / frame.unit;
     double left = pattern_margin;
     const auto bar = [&](double unit, const std::string &name) {
         const double length = round_length(180.0 * unit);

@@ -188,6 +188,9 @@ Picture map_chart(const MapData &map, const ChartText &text) {
                    ? colour_at(*map.colours, (value - map.range[0]) / (map.range[1] - map.range[0]))
                    : not_a_number;
     };
+    // Axes grow to the right and upward, also where a range falls.
+    const bool x_falls = map.x[1] < map.x[0];
+    const bool y_falls = map.y[1] < map.y[0];
     const double cell_x = box.width / map.columns;
     const double cell_y = box.height / map.rows;
     for (int row = 0; row < map.rows; ++row) {
@@ -196,13 +199,13 @@ Picture map_chart(const MapData &map, const ChartText &text) {
             const double top = std::round(box.top + (map.rows - 1 - row) * cell_y);
             fill_box(picture, {left, top}, std::round(box.left + (column + 1) * cell_x) - left,
                      std::round(box.top + (map.rows - row) * cell_y) - top,
-                     colour_of(map.value(column, row)));
+                     colour_of(map.value(x_falls ? map.columns - 1 - column : column,
+                                         y_falls ? map.rows - 1 - row : row)));
         }
     }
     const auto axis = [](const std::array<double, 2> &ends, int count, double step) {
-        const double sign = ends[1] < ends[0] ? -1.0 : 1.0;
-        const double last = count > 1 ? ends[1] : ends[0];
-        return Axis{ends[0] - 0.5 * sign * step, last + 0.5 * sign * step};
+        const auto [low, high] = std::minmax(ends[0], count > 1 ? ends[1] : ends[0]);
+        return Axis{low - 0.5 * step, high + 0.5 * step};
     };
     draw_axes(picture, box, axis(map.x, map.columns, step_x), axis(map.y, map.rows, step_y), text,
               false);

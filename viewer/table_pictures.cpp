@@ -3,7 +3,6 @@
 #include "viewer/pictures.hpp"
 #include "viewer/value_range.hpp"
 
-#include <algorithm>
 #include <numbers>
 
 namespace orvel {
@@ -97,17 +96,13 @@ Picture bloch_map(const BlochRun &run, const Facts &facts, const std::vector<flo
     MapData map;
     map.columns = static_cast<int>(run.nx);
     map.rows = static_cast<int>(run.ny);
-    // Axes grow to the right and upward, also where a range falls.
-    const bool x_falls = run.x_max < run.x_min;
-    const bool y_falls = run.y_max < run.y_min;
-    map.x = {std::min(run.x_min, run.x_max) * scale, std::max(run.x_min, run.x_max) * scale};
-    map.y = {std::min(run.y_min, run.y_max) * scale, std::max(run.y_min, run.y_max) * scale};
+    map.x = {run.x_min * scale, run.x_max * scale};
+    map.y = {run.y_min * scale, run.y_max * scale};
     map.range = cyclic ? std::array{-std::numbers::pi, std::numbers::pi}
                        : finite_range({values.begin(), values.end()});
     map.value = [&](int column, int row) {
-        const auto x = static_cast<std::size_t>(x_falls ? map.columns - 1 - column : column);
-        const auto y = static_cast<std::size_t>(y_falls ? map.rows - 1 - row : row);
-        return static_cast<double>(values[x * run.ny + y]);
+        return static_cast<double>(
+            values[static_cast<std::size_t>(column) * run.ny + static_cast<std::size_t>(row)]);
     };
     map.colours = cyclic ? &phase_map() : &amount_maps()[1].colours;
     return map_chart(map, {title, "x" + unit, "y" + unit});

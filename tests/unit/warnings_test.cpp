@@ -143,7 +143,7 @@ TEST(Warnings, OfWhatIsReadOtherwise) {
         {cbed(with(&Conditions::beams, "2\n100 1.0 -0.9 0\n0.05 0.1 1e6\n")),
          "-0.9 is cut to the integer 0."},
         {cbed(with(&Conditions::settings, "# " + std::string(127, '-') + "\n")),
-         "a line has more than 127 characters: the rest is read as the next one."},
+         "a line and its end have more than 127 characters: the rest is read as the next one."},
         {cbed(with(&Conditions::settings, "bc_accuracy 0,5\n")),
          "\"bc_accuracy 0,5\" holds more than 1 number; the rest is not read."},
         {cbed(with(&Conditions::settings, "bc_accuracy 1 # eigen_eps\n")),

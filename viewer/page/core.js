@@ -30,6 +30,9 @@ function el(tag, properties, ...children) {
             node.setAttribute(name, value);
         }
     }
+    if ('autocomplete' in node) { // a page that is gone back to begins as its controls show
+        node.autocomplete = 'off';
+    }
     node.append(...children);
     return node;
 }

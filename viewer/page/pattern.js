@@ -221,9 +221,10 @@ class PatternView {
             context.strokeText(`${number(length)} ${text}`, 28 + pixels, y);
             context.fillText(`${number(length)} ${text}`, 28 + pixels, y);
         };
-        bar(data.sample, '1/\u00c5', height - 22);
+        const sample = Math.abs(data.sample);
+        bar(sample, '1/\u00c5', height - 22);
         if (data.wavelength) {
-            bar(data.sample * data.wavelength * 1000, 'mrad', height - 46);
+            bar(sample * data.wavelength * 1000, 'mrad', height - 46);
         }
     }
 }

@@ -23,7 +23,9 @@ function decadeTicks(low, high) {
 // As many digits as tell neighbouring ticks apart.
 function tickText(value, list, log) {
     if (log) {
-        return number(Number(value.toPrecision(2)), 6);
+        const digits = [2, 3, 4, 5].find((n) =>
+            new Set(list.map((v) => v.toPrecision(n))).size === list.length) || 6;
+        return number(Number(value.toPrecision(digits)), 6);
     }
     const step = list.length > 1 ? Math.abs(list[1] - list[0]) : Math.abs(value) || 1;
     const top = Math.max(...list.map(Math.abs));
