@@ -8,6 +8,7 @@
 #include "input/mb_input.hpp"
 #include "jobs/fourier_map.hpp"
 #include "jobs/jobs.hpp"
+#include "jobs/tilt_doubts.hpp"
 #include "jobs/tilt_loop.hpp"
 #include "jobs/wave_jobs.hpp"
 
@@ -183,7 +184,7 @@ void calc_bloch_state_ug(const BlochCondition &condition, const TiltProblem &pro
     non_finite.add(finite_solution(work));
     non_finite.report(log);
     TiltDoubts doubts;
-    doubts.add(work, finite_solution(work));
+    doubts.add(doubts_of(work, Branches::single), finite_solution(work));
     doubts.report(log);
     points.report(log);
 }

@@ -7,6 +7,7 @@
 #include "dynamics/mbfunc_check.hpp"
 #include "jobs/mb_sim_setup.hpp"
 #include "jobs/tilt_checkpoint.hpp"
+#include "jobs/tilt_doubts.hpp"
 #include "jobs/tilt_loop.hpp"
 #include "jobs/tilt_ranks.hpp"
 #include "jobs/tilt_threads.hpp"
@@ -286,11 +287,7 @@ double largest_intensity(const PatternRun &run) {
 TiltDoubts count_doubts(const PatternRun &run) {
     TiltDoubts doubts;
     for (std::size_t p = 0; p < run.doubts.size(); ++p) {
-        if (run.finite[p] != 0) { // the others are told as what they are
-            doubts.unfolded += (run.doubts[p] & unfolded_mark) != 0 ? 1 : 0;
-            doubts.singular += (run.doubts[p] & singular_mark) != 0 ? 1 : 0;
-            doubts.balanced += (run.doubts[p] & balanced_mark) != 0 ? 1 : 0;
-        }
+        doubts.add(run.doubts[p], run.finite[p] != 0);
     }
     return doubts;
 }

@@ -5,6 +5,7 @@
 #include "app/run_settings.hpp"
 #include "dynamics/mbfunc_matrix.hpp"
 #include "dynamics/mbfunc_propagate.hpp"
+#include "jobs/tilt_doubts.hpp"
 #include "jobs/tilt_threads.hpp"
 
 #include <algorithm>
@@ -47,14 +48,9 @@ std::size_t propagated_block(std::size_t num_orbits) {
                       std::size_t{most_propagated});
 }
 
-// The count that take() is told of a tilt that was solved.
+// The count that take() is told of a tilt that was solved, with the marks of its doubts.
 int told_count(const WorkCalInt &work) {
-    if (work.n_kept < 0) {
-        return work.n_kept;
-    }
-    return work.n_kept + (work.invmat.is_singular ? singular_mark : 0) +
-           (work.eigmat.is_balanced ? balanced_mark : 0) +
-           (work.bethe.is_singular ? unfolded_mark : 0);
+    return work.n_kept < 0 ? work.n_kept : work.n_kept + doubts_of(work, branches_of_waves());
 }
 
 Sd conditions_for(const Sd &sd, const std::vector<int> &reflections) {

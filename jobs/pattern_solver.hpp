@@ -33,12 +33,6 @@ inline constexpr int count_not_found = -1;
 // Stands for the count of a tilt that was propagated, which keeps all branches.
 inline constexpr int kept_by_propagation = -3;
 
-// Added to the count of kept branches of a tilt that is in doubt (TiltDoubts).
-inline constexpr int singular_mark = 1 << 24;
-inline constexpr int balanced_mark = 1 << 25;
-inline constexpr int unfolded_mark = 1 << 26;
-inline constexpr int all_marks = singular_mark | balanced_mark | unfolded_mark;
-
 // Largest block of orbits that is propagated at once.
 inline constexpr int most_propagated = 4 * strip;
 

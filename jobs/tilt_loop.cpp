@@ -55,37 +55,6 @@ void warn_growth(double largest, std::FILE *log) {
     }
 }
 
-void TiltDoubts::add(const WorkCalInt &work, bool finite) {
-    unfolded += finite && work.bethe.is_singular ? 1 : 0;
-    singular += finite && work.invmat.is_singular ? 1 : 0;
-    balanced += finite && work.eigmat.is_balanced ? 1 : 0;
-}
-
-void TiltDoubts::report(std::FILE *log) const {
-    if (unfolded > 0) {
-        mb_fprintf_stdo(log,
-                        "$$ Warning: the Bethe beams of %d tilts could not be folded (one at its "
-                        "Bragg condition, or too large an inv_eps): their values may be wrong.\n",
-                        unfolded);
-    }
-    if (singular > 0) {
-        mb_fprintf_stdo(
-            log,
-            "$$ Warning: the boundary condition of %d tilts was not solved (eigenvectors "
-            "that depend on one another, or too large an inv_eps): their values may be "
-            "wrong.\n",
-            singular);
-    }
-    if (balanced > 0) {
-        mb_fprintf_stdo(
-            log,
-            "$$ Warning: eigmat_func 0 balanced the matrix of %d tilts, which it does not undo: "
-            "beams that hardly couple may have traded their values with others. eigmat_func 1 "
-            "gives them their own.\n",
-            balanced);
-    }
-}
-
 void chk_amplitude_scale() {
     if (epsilon.intensity_scaling < 0.0) {
         input_exit("$$ intensity_scaling = %g: amplitudes are scaled by its square root. Abort.",

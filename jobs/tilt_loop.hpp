@@ -30,18 +30,6 @@ void warn_single_point_line(const TiltGrid &grid, std::FILE *log);
 // Tells, after the run, of a largest intensity (incident beam: 1) that no crystal gives.
 void warn_growth(double largest, std::FILE *log);
 
-// Why the values of solved tilts may be wrong: counts of tilts.
-struct TiltDoubts {
-    int unfolded = 0; // the block of the Bethe beams was singular
-    int singular = 0; // the boundary condition was not solved
-    int balanced = 0; // the eigenvectors are those of a balanced matrix
-
-    // Counts the tilt that was solved last. One that is not finite is told as what it is.
-    void add(const WorkCalInt &work, bool finite);
-    // Tells them, after the run.
-    void report(std::FILE *log) const;
-};
-
 // Ends the run for a negative intensity_scaling, whose root amplitudes take.
 void chk_amplitude_scale();
 

@@ -118,7 +118,7 @@ void comqr2(int n, Range range, complex *eigval, complex *const *eigvec, EigmatW
         }
     }
     if (find_eigenvalues(n, range, eigval, work)) {
-        schur_vectors(n, range, eps, eigvec, work);
+        schur_vectors(n, range, eps, Coinciding::exact, eigvec, work);
     }
 }
 

@@ -67,7 +67,6 @@ void exchange(int n, const Planes &h, int p, int m) {
 void eliminate_column(int n, int m, EigmatWork &work) {
     const Planes &h = work.a;
     const complex pivot = h.at(m, m - 1);
-    work.ur[m] = work.ui[m] = 0.0;
     for (int i = m + 1; i < n; ++i) {
         const complex factor = c_div(h.at(i, m - 1), pivot);
         h.set(i, m - 1, factor);
@@ -95,6 +94,9 @@ void reduce(int n, EigmatWork &work) {
         if (p != m) {
             exchange(n, work.a, p, m);
         }
+        // Whatever becomes of this column, row_sum adds whole strips: no factor of an earlier one
+        // may stay.
+        work.ur[m] = work.ui[m] = 0.0;
         const complex pivot = work.a.at(m, m - 1);
         if (pivot.re != 0.0 || pivot.im != 0.0) {
             eliminate_column(n, m, work);
@@ -183,7 +185,7 @@ int eigen_c_mat(int n, double tol, int order, const complex *const *a, complex *
     if (!find_eigenvalues(n, threshold, eigval, work)) {
         return 30000;
     }
-    schur_vectors(n, all, 0.0, eigvec, work);
+    schur_vectors(n, all, 0.0, Coinciding::rounded, eigvec, work);
     if (order == 1 || order == -1) {
         re_part_csort(n, eigval, eigvec, order);
     } else {

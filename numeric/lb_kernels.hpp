@@ -145,10 +145,11 @@ struct Kernels {
     // sum over j = i+1..c of t_ij x_jc, where rows i+1.. of the same matrix hold x already (their
     // diagonal being whatever x_jj is). tr, ti: scratch of one row.
     void (*upper_row)(const Planes &t, int n, int i, double *tr, double *ti);
-    // row_c <- row_c / (w - w_c) by cdiv_cg for c = i+1..n-1, where (0, 0) is replaced by tiny.
-    // True where an element came out so large that its reciprocal is lost beside it.
+    // row_c <- row_c / (w - w_c) by cdiv_cg for c = i+1..n-1, where the real part of a difference
+    // of at most `least` in both parts is replaced by tiny. True where an element came out so large
+    // that its reciprocal is lost beside it.
     bool (*divide_row)(const Planes &t, int n, int i, const double *wr, const double *wi,
-                       double tiny);
+                       double least, double tiny);
     // Row i of A, columns from..n-1: a - (mr + i mi) row p.
     void (*eliminate)(const Planes &a, int i, int p, int from, int n, complex multiplier);
     // sum over k = from..n-1 of u_k a_ik.

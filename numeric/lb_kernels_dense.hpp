@@ -159,7 +159,7 @@ ORVEL_INLINE void magnitude(Lanes &m, const Lanes &x) {
 }
 
 ORVEL_ISA bool divide_row(const Planes &t, int n, int i, const double *wr, const double *wi,
-                          double tiny) {
+                          double least, double tiny) {
     LaneMask large = {};
     for (int c = (i + 1) / strip * strip; c < n; c += lanes) {
         Lanes yr, yi, ar, ai, size, other;
@@ -167,7 +167,11 @@ ORVEL_ISA bool divide_row(const Planes &t, int n, int i, const double *wr, const
         load(yi, wi + c);
         yr -= wr[i];
         yi -= wi[i];
-        yr = ((yr == 0.0) & (yi == 0.0)) != 0 ? yr + tiny : yr;
+        magnitude(size, yr);
+        magnitude(other, yi);
+        Lanes instead;
+        spread(instead, tiny);
+        yr = ((size <= least) & (other <= least)) != 0 ? instead : yr;
         load(ar, t.re_row(i) + c);
         load(ai, t.im_row(i) + c);
         // cdiv_cg, a vector at a time

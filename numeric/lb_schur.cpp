@@ -67,13 +67,14 @@ double smallest_difference(double norm) {
 }
 
 // The columns of the upper triangle become its eigenvectors.
-void back_substitute(int n, double norm, EigmatWork &work) {
+void back_substitute(int n, double norm, Coinciding rule, EigmatWork &work) {
     const Kernels &kernel = kernels();
     const double tiny = smallest_difference(norm);
+    const double least = rule == Coinciding::rounded ? tiny : 0.0;
     for (int i = n - 1; i >= 0; --i) {
         chk_interrupt();
         kernel.upper_row(work.a, n, i, work.ur, work.ui);
-        const bool large = kernel.divide_row(work.a, n, i, work.wr, work.wi, tiny);
+        const bool large = kernel.divide_row(work.a, n, i, work.wr, work.wi, least, tiny);
         work.a.set(i, i, {1.0, 0.0});
         for (int j = i / strip * strip; j < i; ++j) {
             work.a.set(i, j, {});
@@ -224,11 +225,12 @@ void qr_step(int n, int low, int l, int en, complex shift, EigmatWork &work) {
     }
 }
 
-void schur_vectors(int n, Range range, double shortest, complex *const *eigvec, EigmatWork &work) {
+void schur_vectors(int n, Range range, double shortest, Coinciding rule, complex *const *eigvec,
+                   EigmatWork &work) {
     flush_rotations(n, work);
     const double norm = triangle_norm(n, work.a);
     if (n > 1 && norm != 0.0) {
-        back_substitute(n, norm, work);
+        back_substitute(n, norm, rule, work);
     } else {
         unit_triangle(n, work);
     }

@@ -34,8 +34,14 @@ void qr_step(int n, int low, int l, int en, complex shift, EigmatWork &work);
 // The rotations of all steps so far reach work.zt.
 void flush_rotations(int n, EigmatWork &work);
 
+// Which eigenvalues the back-substitution takes as one, so as not to divide by their difference:
+// those that are equal in every bit, as COMQR2 does, or those that differ by less than is lost
+// beside the norm, whose vectors would else be one as well.
+enum class Coinciding { exact, rounded };
+
 // eigvec <- eigenvectors of the matrix before its reduction, from the triangular matrix in work.a
 // and the eigenvalues work.wr, wi. Columns of squared length of at least `shortest` are normalised.
-void schur_vectors(int n, Range range, double shortest, complex *const *eigvec, EigmatWork &work);
+void schur_vectors(int n, Range range, double shortest, Coinciding rule, complex *const *eigvec,
+                   EigmatWork &work);
 
 } // namespace orvel

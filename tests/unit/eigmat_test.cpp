@@ -100,6 +100,19 @@ void expect_unit_columns_in_order(const Solution &s) {
     }
 }
 
+// 000 and a ring of n beams that the crystal makes equal: columns of zeros under the reduction, and
+// pairs of equal eigenvalues.
+Matrix<complex> zone_axis(int n) {
+    return matrix_of(n + 1, [n](int i, int j) {
+        if (i == 0 || j == 0) {
+            return i == j ? complex{0.0, 0.02} : complex{0.09, 0.004};
+        }
+        const int apart = std::min((i - j + n) % n, (j - i + n) % n);
+        const complex ring[] = {{-0.5, 0.02}, {0.06, 0.003}, {0.03, 0.002}};
+        return apart < 3 ? ring[apart] : complex{0.01, 0.001};
+    });
+}
+
 struct MatrixCase {
     const char *name;
     std::function<Matrix<complex>()> make;
@@ -158,6 +171,9 @@ std::vector<MatrixCase> matrix_cases() {
              return a;
          }},
     };
+    for (const int n : {4, 6, 8, 12}) {
+        cases.push_back({"zone axis", [n] { return zone_axis(n); }});
+    }
     for (const int n : {3, 8, 33, 64, 100, 200, 300}) {
         cases.push_back({"random", [n] { return random_matrix(n, 100u); }});
         cases.push_back({"bloch", [n] { return bloch_like(n); }});

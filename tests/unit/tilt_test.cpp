@@ -5,6 +5,7 @@
 #include "dynamics/mbfunc_matrix.hpp"
 #include "dynamics/mbfunc_perturb.hpp"
 #include "dynamics/perturb.hpp"
+#include "jobs/tilt_doubts.hpp"
 #include "numeric/cmatutil.hpp"
 #include "support/problem.hpp"
 
@@ -214,6 +215,29 @@ TEST(BetheFolding, SingularBlockIsToldAndFoldedWithWhatTheInversionLeft) {
         EXPECT_NEAR(B[1][0].re, sum.re, 1e-10);
         EXPECT_NEAR(B[1][0].im, sum.im, 1e-10);
     }
+}
+
+// Two eigenvectors that nearly are one: (1, 0) as the difference of them, over their distance.
+TEST(TiltDoubts, OfExcitationsThatCancel) {
+    epsilon.inv_eps = 1e-12;
+    WorkCalInt work(2, 0, 0);
+    work.n_exact = 2;
+    work.beta_selected[0] = work.beta_selected[1] = 1.0;
+    for (const auto &[distance, single, all] :
+         {std::tuple{2.0, false, false}, {1e-3, true, false}, {1e-10, true, true}}) {
+        const double root = std::sqrt(1.0 + distance * distance);
+        const complex columns[2][2] = {{{0.0, 0.0}, {distance / root, 0.0}},
+                                       {{1.0, 0.0}, {1.0 / root, 0.0}}};
+        for (int i = 0; i < 2; ++i) {
+            std::copy_n(columns[i], 2, work.eigvec[i]);
+        }
+        upper_b_cond(2, work.beta_selected.data(), work.eigvec.get(), work.alpha.data(),
+                     work.boundary.get(), work.invmat);
+        EXPECT_FALSE(work.invmat.is_singular);
+        EXPECT_EQ(doubts_of(work, Branches::single), single ? singular_mark : 0) << distance;
+        EXPECT_EQ(doubts_of(work, Branches::all), all ? singular_mark : 0) << distance;
+    }
+    epsilon = EpsilonSettings{};
 }
 
 TEST(BetheFolding, FormsAgreeWithoutCouplingOfBetheBeams) {
