@@ -165,29 +165,42 @@ void read_values(TextFile &file, const CbedPattern &pattern, CbedImage &image) {
     chk_not_all_lost(file, largest);
 }
 
-// A range that shows nothing is replaced by that of the values: nan, no difference, or that of
-// coherent patterns, which is the same with any intensity_scaling.
-void settle_range(const CbedPattern &pattern, CbedImage &image) {
-    double largest = -std::numeric_limits<double>::infinity();
-    double least = std::numeric_limits<double>::infinity();
+// Least and largest intensity that is a number.
+std::array<double, 2> intensities_of(const CbedPattern &pattern, const CbedImage &image) {
+    std::array<double, 2> found = {std::numeric_limits<double>::infinity(),
+                                   -std::numeric_limits<double>::infinity()};
     for (std::size_t i = 0; i < image.values.size(); ++i) {
         const double value = intensity(pattern, image, i);
         if (std::isfinite(value)) {
-            largest = std::max(largest, value);
-            least = std::min(least, value);
+            found = {std::min(found[0], value), std::max(found[1], value)};
         }
     }
-    const bool is_of_the_values =
-        !pattern.coherent || (largest <= 1.1 * image.max && largest > 1e-3 * image.max);
-    if (std::isfinite(image.max) && std::isfinite(image.min) && image.max > image.min &&
-        is_of_the_values) {
-        return;
+    return found;
+}
+
+// A range that shows nothing (nan, or no difference) is replaced by that of the values.
+void settle_range(const CbedPattern &pattern, CbedImage &image) {
+    if (!(std::isfinite(image.max) && std::isfinite(image.min) && image.max > image.min)) {
+        const auto [least, largest] = intensities_of(pattern, image);
+        image.min = least;
+        image.max = largest;
     }
-    image.max = largest;
-    image.min = least;
     if (!(image.max > image.min)) {
         image.min = std::isfinite(image.min) ? image.min : 0.0;
         image.max = image.min + unit_range(image.min);
+    }
+}
+
+// VISUAL of coherent patterns is the same with any intensity_scaling: all files of the run are
+// given the range from 0 to their largest intensity.
+void share_range(CbedRun &run) {
+    double largest = 0.0;
+    for (const CbedImage &image : run.images) {
+        largest = std::max(largest, intensities_of(run.pattern, image)[1]);
+    }
+    for (CbedImage &image : run.images) {
+        image.min = 0.0;
+        image.max = largest > 0.0 ? largest : 1.0;
     }
 }
 
@@ -239,6 +252,9 @@ CbedRun read_cbed_run(const KavScript &script, const KavPage &page) {
                        run.images.front().file.c_str(), image.file.c_str());
         }
         run.images.push_back(std::move(image));
+    }
+    if (run.pattern.coherent) {
+        share_range(run);
     }
     return run;
 }

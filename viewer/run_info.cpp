@@ -142,10 +142,11 @@ void warn_unfinished_run(const std::string &script_path) {
         is_finished = is_finished || line.starts_with("See you again");
     }
     if (!is_finished) {
-        mb_fprintf(stdout,
-                   "$$ Warning: %s has no end: the run did not finish, and results may be of an "
-                   "earlier one.\n",
-                   log_path.c_str());
+        mb_fprintf(
+            stdout,
+            "$$ Warning: %s has no end: the run did not come to it, and results may be of an "
+            "earlier one.\n",
+            log_path.c_str());
     }
 }
 

@@ -144,6 +144,7 @@ class CbedPage {
                     state.apart = apart;
                     this.clearProfile();
                     this.pointed = null;
+                    this.view.cursor = null;
                     this.changed();
                 })] : []),
                 check('hkl labels', 'labels', state.labels, set('labels')),
@@ -319,7 +320,9 @@ class CbedPage {
 
     showNote() {
         const { t, quantity } = this.state;
-        const bad = block('re' + t, Float32Array).reduce((n, v) => n + (Number.isFinite(v) ? 0 : 1), 0);
+        const im = cbed.coherent ? block('im' + t, Float32Array) : null;
+        const bad = block('re' + t, Float32Array).reduce((n, re, i) =>
+            n + (Number.isFinite(re) && !(im && !Number.isFinite(im[i])) ? 0 : 1), 0);
         const notes = [];
         if (bad > 0) {
             notes.push(`${bad} values are not numbers (drawn in magenta).`);
@@ -338,11 +341,11 @@ class CbedPage {
         this.note.textContent = notes.join(' ');
     }
 
-    // {r, column, row} of the sample at a place of the pattern, on the topmost disc; for the sum
-    // the cell of its raster.
+    // {r, p} of the sample at a place of the pattern, on the topmost disc or on that of at.r.
     sampleAt(at) {
         const n = data.side;
-        for (let r = 0; at && r < data.reflections.length; ++r) {
+        const discs = data.reflections.map((_, r) => r);
+        for (const r of !at ? [] : at.r === undefined ? discs : [at.r]) {
             const column = Math.floor(at.x - this.xs[r] + n / 2);
             const line = Math.floor(at.y - this.ys[r] + n / 2);
             if (column >= 0 && line >= 0 && column < n && line < n && cbed.inside[line * n + column]) {
@@ -464,7 +467,7 @@ class CbedPage {
         const step = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, 1],
             ArrowDown: [0, -1] }[event.key];
         const place = () => ({ x: this.xs[at.r] + at.column - (n - 1) / 2,
-            y: this.ys[at.r] + at.line - (n - 1) / 2 });
+            y: this.ys[at.r] + at.line - (n - 1) / 2, r: at.r });
         const actions = {
             n: () => { at.r = (at.r + 1) % data.reflections.length; },
             b: () => { at.r = (at.r + data.reflections.length - 1) % data.reflections.length; },

@@ -36,8 +36,9 @@ class DispsurfPage {
         // The list of a single tilt holds all that there is.
         document.getElementById('main').append(this.view,
             el('div', { className: 'settings' }, ...(data.points > 1 ? this.settings() : [])));
-        showFacts(data.points > 1 ? data.facts : [...data.facts,
-            ['Tilt (H, G)', `(${number(surface.H[0])}, ${number(surface.G[0])})`]]);
+        showFacts([...data.facts, ...(data.points === 1 ?
+            [['Tilt (H, G)', `(${number(surface.H[0])}, ${number(surface.G[0])})`]] :
+            this.line ? [['G', number(surface.G[0])]] : [])]);
         this.line && data.points > 1 ? this.buildPlots() : data.points > 1 ? this.buildMaps() :
             this.buildList();
         this.changed();
