@@ -55,6 +55,33 @@ std::vector<InputId> &protected_inputs() {
     return inputs;
 }
 
+// The stream that is left for a message where the other one, standard output or error, is written
+// to that file; null where neither is.
+std::FILE *console_beside(const std::string &path) {
+    struct stat found = {};
+    if (stat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode)) {
+        return nullptr;
+    }
+    const InputId file = {path, found.st_dev, found.st_ino};
+    for (const auto &[console, other] :
+         {std::pair{STDOUT_FILENO, stderr}, {STDERR_FILENO, stdout}}) {
+        struct stat now = {};
+        if (fstat(console, &now) == 0 && file.is(now)) {
+            return other;
+        }
+    }
+    return nullptr;
+}
+
+// What the console writes into a file that the run reads or goes on writing would be read or lost.
+void chk_no_console(const std::string &path) {
+    if (std::FILE *other = console_beside(path)) {
+        mb_fprintf(other, "$$ The console is written to %s, which this run uses. Abort.\n",
+                   path.c_str());
+        end_run(1);
+    }
+}
+
 void remove_temporaries() {
     for (const std::string &name : temporaries()) {
         std::remove(name.c_str());
@@ -256,37 +283,6 @@ void two_fprintf(std::FILE *stream1, std::FILE *stream2, const char *format, ...
 void mb_fflush(std::FILE *stream) {
     std::fflush(stream);
 }
-
-namespace {
-
-// The stream that is left for a message where the other one, standard output or error, is written
-// to that file; null where neither is.
-std::FILE *console_beside(const std::string &path) {
-    struct stat found = {};
-    if (stat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode)) {
-        return nullptr;
-    }
-    const InputId file = {path, found.st_dev, found.st_ino};
-    for (const auto &[console, other] :
-         {std::pair{STDOUT_FILENO, stderr}, {STDERR_FILENO, stdout}}) {
-        struct stat now = {};
-        if (fstat(console, &now) == 0 && file.is(now)) {
-            return other;
-        }
-    }
-    return nullptr;
-}
-
-// What the console writes into a file that the run reads or goes on writing would be read or lost.
-void chk_no_console(const std::string &path) {
-    if (std::FILE *other = console_beside(path)) {
-        mb_fprintf(other, "$$ The console is written to %s, which this run uses. Abort.\n",
-                   path.c_str());
-        end_run(1);
-    }
-}
-
-} // namespace
 
 void protect_input(const std::string &path) {
     struct stat found = {};

@@ -8,6 +8,7 @@
 namespace orvel {
 
 void dbg_dump_ini_sim() {
+    dbg.not_finite = 0;
     if (dbg.vg_sel_chk_flag == 1) {
         dbg.stream = mb_fopen_chk_wmode(dbg.base_name + ".dbg", Writing::in_place);
     }
