@@ -36,6 +36,16 @@ void copy_block(int rows, int cols, const complex *const *src, int first_row, in
     }
 }
 
+// Whether simple_bethe divides by a diagonal element that rounding has left of zero.
+bool divides_by_nothing(int n_exact, int n_bethe, const complex *const *A) {
+    for (int b = n_exact; b < n_exact + n_bethe; ++b) {
+        if (c_abs(A[b][b]) <= epsilon.inv_eps) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 MatrixUnits matrix_units(double voltage, complex V0) {
@@ -93,6 +103,7 @@ void fold_bethe_beams(int flag_bs, int n_exact, int n_bethe, const complex *cons
     if (flag_bs <= last_generalized_code) {
         g_bethe(n_exact, n_bethe, A, B, work.bethe, work.invmat);
     } else {
+        work.bethe.is_singular = divides_by_nothing(n_exact, n_bethe, A);
         simple_bethe(n_exact, n_bethe, A, B, work.invmat);
     }
 }

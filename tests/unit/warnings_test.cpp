@@ -181,6 +181,9 @@ TEST(Warnings, OfConditions) {
     Conditions bragg; // the Bethe beam at its Bragg condition, without absorption
     bragg.crystal = CrystalText{"", al, one_site("0\n0\n0\n", 0.0)}.block();
     bragg.beams = "0\n2 1\n0 0 0\n0 2 0\n2 0 0\n";
+    Conditions simple = bragg;
+    simple.beams.replace(0, 1, "10");
+    simple.tilt = "-0.99999999\n0\n"; // at the very condition it is no finite number
     const char *const folded = "the Bethe beams of 1 tilts could not be folded";
     const char *const traded = "eigmat_func 0 balanced the matrix of 1 tilts";
     const char *const depend = "the boundary condition of 1 tilts was not solved";
@@ -218,6 +221,7 @@ TEST(Warnings, OfConditions) {
         {one_way.bloch("2 2\n0 1\n0 1\n", "1 2\n"), depend},
         {cbed(bragg), folded},
         {bragg.tfringe("2\n0 800\n"), folded},
+        {simple.tfringe("2\n0 800\n"), folded},
         {cbed(loose), traded},
         {loose.tfringe("2\n0 800\n"), traded},
         {loose.dispsurf("1 2\n", "1\n1 0 0\n", "1\n300\n"), traded},
