@@ -99,8 +99,8 @@ bool may_trade_places(double voltage, const complex *const *V, std::span<const i
 
 void fold_bethe_beams(int flag_bs, int n_exact, int n_bethe, const complex *const *A,
                       complex *const *B, WorkCalInt &work) {
-    work.bethe.is_singular = false;
     if (flag_bs <= last_generalized_code) {
+        work.bethe.is_singular = false;
         g_bethe(n_exact, n_bethe, A, B, work.bethe, work.invmat);
     } else {
         work.bethe.is_singular = divides_by_nothing(n_exact, n_bethe, A);

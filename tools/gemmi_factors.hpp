@@ -1,7 +1,7 @@
 // The scattering factors of gemmi, alike in the versions of Debian 12 and 13.
 #pragma once
 
-#include <cstdint> // what formfact.hpp of gemmi 0.7 uses without it
+#include <cstdint> // what formfact.hpp of gemmi 0.6 uses without it
 #include <gemmi/c4322.hpp>
 #include <gemmi/it92.hpp>
 

@@ -174,7 +174,7 @@ class CbedPage {
     thicknessGroup() {
         const last = data.images.length - 1;
         this.thickness = slider('Thickness', { id: 'thickness', min: 0, max: last, step: 1, value: 0,
-            text: (t) => `${number(data.images[t].thickness, 6)} \u00c5` }, (t) => this.setThickness(t));
+            text: (t) => thicknessText(data.images[t].thickness) }, (t) => this.setThickness(t));
         this.thickness.input.disabled = last === 0;
         return group(last === 0 ? 'Thickness' : `${last + 1} thicknesses`, this.thickness.node);
     }
@@ -305,7 +305,7 @@ class CbedPage {
             chosen: this.discs[state.chosen], radius: (data.side - 1) / 2 + 0.5,
             square: !cbed.inside.includes(0) });
         this.showNote();
-        showFacts([...data.facts, ['Thickness', `${number(image.thickness, 6)} \u00c5`]]);
+        showFacts([...data.facts, ['Thickness', thicknessText(image.thickness)]]);
         if (this.view.line) {
             this.showProfile(this.view.line);
         }
@@ -445,7 +445,7 @@ class CbedPage {
         this.state.quantity = quantity;
         const colour = this.colourOf(sample.r);
         this.state.quantity = shown;
-        openLarge(`Disc ${hklText(data.reflections[sample.r])}, ${number(data.images[t].thickness, 6)} \u00c5`,
+        openLarge(`Disc ${hklText(data.reflections[sample.r])}, ${thicknessText(data.images[t].thickness)}`,
             raster.box, el('div', {}, hint, plot.box, plot.readout), readout);
         raster.set({ nx: n, ny: n, x: [data.tilt[0] - half, data.tilt[0] + half],
             y: [data.tilt[1] - half, data.tilt[1] + half], xLabel: 'H', yLabel: 'G',

@@ -47,6 +47,11 @@ function number(value, digits = 5) {
     return short.replaceAll('-', '\u2212');
 }
 
+// As many digits as result files have.
+function thicknessText(thickness) {
+    return `${number(thickness, 6)} \u00c5`;
+}
+
 function hklText(hkl) {
     return hkl.map((index) => String(index).replace('-', '\u2212')).join(' ');
 }

@@ -65,7 +65,7 @@ class DispsurfPage {
         if (data.reflections.length > 0 && data.thicknesses.length > 0) {
             const last = data.thicknesses.length - 1;
             const thickness = slider('Thickness', { id: 'thickness', min: 0, max: last, step: 1,
-                value: 0, text: (t) => `${number(data.thicknesses[t], 6)} \u00c5` }, set('t'));
+                value: 0, text: (t) => thicknessText(data.thicknesses[t]) }, set('t'));
             thickness.input.disabled = last === 0;
             groups.push(group('Intensities', thickness.node,
                 ...(this.line ? [check('Logarithmic', 'log', false, set('log'))] : [])));
@@ -132,7 +132,7 @@ class DispsurfPage {
                     y: this.points.map((p) => this.amplitudeOf(p, this.state.g, j)) })) });
         }
         if (data.reflections.length > 0 && data.thicknesses.length > 0) {
-            this.intensityPlot.set({ xLabel, yLabel: `intensity, ${number(data.thicknesses[this.state.t], 6)} \u00c5`,
+            this.intensityPlot.set({ xLabel, yLabel: `intensity, ${thicknessText(data.thicknesses[this.state.t])}`,
                 log: this.state.log,
                 series: [...this.reflectionsShown].sort((a, b) => a - b).map((o) => ({
                     name: hklText(data.reflections[o]), colour: seriesColour(o), x: H,
@@ -197,7 +197,7 @@ class DispsurfPage {
         this.branches.map((j) => [String(data.branchBegin + j),
             ...Object.values(branchQuantities).map((q) => number(q.of(0, j), q.double ? 9 : 6)),
             ...data.reflections.map((_, o) => number(this.amplitudeOf(0, o, j)))])),
-        table(['g', ...data.thicknesses.map((t) => `intensity, ${number(t, 6)} \u00c5`)],
+        table(['g', ...data.thicknesses.map((t) => `intensity, ${thicknessText(t)}`)],
             data.reflections.map((hkl, o) => [hklText(hkl), ...data.thicknesses.map((_, t) =>
                 number(surface.intensity[o * data.thicknesses.length + t], 6))])));
     }

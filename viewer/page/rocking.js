@@ -13,7 +13,7 @@ class RockingPage {
             this.changed();
         };
         const thickness = slider('Thickness', { id: 'thickness', min: 0, max: last, step: 1, value: 0,
-            text: (t) => `${number(data.images[t].thickness, 6)} \u00c5` }, set('t'));
+            text: (t) => thicknessText(data.images[t].thickness) }, set('t'));
         thickness.input.disabled = last === 0;
         this.list = el('div', {});
         document.getElementById('main').append(
@@ -39,7 +39,7 @@ class RockingPage {
         this.list.replaceChildren(table(['H', 'K_t along g1 (1/\u00c5)', ...data.reflections.map(hklText)],
             H.map((h, p) => [number(h), number(0.5 * h * data.g1),
                 ...curves.map((values) => number(values[p], 6))])));
-        showFacts([...data.facts, ['Thickness', `${number(data.images[t].thickness, 6)} \u00c5`],
+        showFacts([...data.facts, ['Thickness', thicknessText(data.images[t].thickness)],
             ['G', number(data.tilt[1])]]);
     }
 }
@@ -56,7 +56,7 @@ class PointPage {
             const text = number(cbed.value('intensity', t, r, 0), 6);
             return cbed.coherent ? `${text} (phase ${number(cbed.value('phase', t, r, 0), 4)})` : text;
         };
-        const list = table(['g', ...thicknesses.map((t) => `${number(t)} \u00c5`)],
+        const list = table(['g', ...thicknesses.map(thicknessText)],
             data.reflections.map((hkl, r) => [hklText(hkl), ...thicknesses.map((_, t) => cell(r, t))]));
         const several = thicknesses.length > 1;
         document.getElementById('main').append(el('div', { className: 'view' },
