@@ -36,16 +36,6 @@ void copy_block(int rows, int cols, const complex *const *src, int first_row, in
     }
 }
 
-// Whether simple_bethe divides by a diagonal element that rounding has left of zero.
-bool divides_by_nothing(int n_exact, int n_bethe, const complex *const *A) {
-    for (int b = n_exact; b < n_exact + n_bethe; ++b) {
-        if (c_abs(A[b][b]) <= epsilon.inv_eps) {
-            return true;
-        }
-    }
-    return false;
-}
-
 } // namespace
 
 MatrixUnits matrix_units(double voltage, complex V0) {
@@ -99,12 +89,11 @@ bool may_trade_places(double voltage, const complex *const *V, std::span<const i
 
 void fold_bethe_beams(int flag_bs, int n_exact, int n_bethe, const complex *const *A,
                       complex *const *B, WorkCalInt &work) {
+    work.bethe.is_singular = false;
     if (flag_bs <= last_generalized_code) {
-        work.bethe.is_singular = false;
         g_bethe(n_exact, n_bethe, A, B, work.bethe, work.invmat);
     } else {
-        work.bethe.is_singular = divides_by_nothing(n_exact, n_bethe, A);
-        simple_bethe(n_exact, n_bethe, A, B, work.invmat);
+        simple_bethe(n_exact, n_bethe, A, B, work.bethe, work.invmat);
     }
 }
 
@@ -133,12 +122,12 @@ void g_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *
 }
 
 void simple_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B,
-                  InvmatWork &invmat_work) {
+                  BetheWork &bethe, InvmatWork &invmat_work) {
     if (n_bethe == 0) {
         c_matcopy2(n_exact, A, B);
         return;
     }
-    schur_complement_diagonal(n_exact, n_bethe, A, B, invmat_work);
+    bethe.is_singular = !schur_complement_diagonal(n_exact, n_bethe, A, B, invmat_work);
 }
 
 void pvg_to_vg(int p, int n, const complex *const *const *stack, complex *const *matrix) {

@@ -66,9 +66,10 @@ void g_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *
              InvmatWork &invmat_work);
 
 // B_ij = A_ij - sum_b A_ib A_bj / A_bb: each Bethe beam through its own diagonal element (H. Bethe,
-// Ann. Phys. 87 (1928) 55). A zero diagonal gives non-finite values.
+// Ann. Phys. 87 (1928) 55). A zero diagonal gives non-finite values. A diagonal element that inv_eps
+// takes for zero is marked.
 void simple_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B,
-                  InvmatWork &invmat_work);
+                  BetheWork &bethe, InvmatWork &invmat_work);
 
 // The p-th n x n matrix of a stack, to a matrix and back.
 void pvg_to_vg(int p, int n, const complex *const *const *stack, complex *const *matrix);

@@ -91,13 +91,15 @@ bool schur_complement(int n, int m, const complex *const *a, complex *const *b, 
     return true;
 }
 
-void schur_complement_diagonal(int n, int m, const complex *const *a, complex *const *b,
+bool schur_complement_diagonal(int n, int m, const complex *const *a, complex *const *b,
                                InvmatWork &work) {
     assert(n + m <= work.n_max);
     split_bordered(n, m, a, work);
     const Planes right = work.a.from(0, border_column(m));
+    bool is_regular = true;
     for (int k = 0; k < m; ++k) {
         const complex diagonal = a[n + k][n + k];
+        is_regular = is_regular && c_abs(diagonal) > epsilon.inv_eps;
         for (int j = 0; j < n; ++j) {
             right.set(k, j, c_div(right.at(k, j), diagonal));
         }
@@ -114,6 +116,7 @@ void schur_complement_diagonal(int n, int m, const complex *const *a, complex *c
     p.b = right;
     multiply_in_steps(p);
     join_border(n, m, b, work);
+    return is_regular;
 }
 
 int bc_invmat(int n, complex *const *m, complex *alpha, InvmatWork &work) {

@@ -35,8 +35,9 @@ int invmat(int n, complex *const *a, InvmatWork &work);
 // to tell.
 bool schur_complement(int n, int m, const complex *const *a, complex *const *b, InvmatWork &work);
 
-// B (n x n) = A_11 - A_12 D^-1 A_21, D the diagonal of the trailing block of order m of A.
-void schur_complement_diagonal(int n, int m, const complex *const *a, complex *const *b,
+// B (n x n) = A_11 - A_12 D^-1 A_21, D the diagonal of the trailing block of order m of A. False
+// where an element of D is not above inv_eps: rounding alone has left it.
+bool schur_complement_diagonal(int n, int m, const complex *const *a, complex *const *b,
                                InvmatWork &work);
 
 // alpha = first column of M^-1 by inverse(); the contents of M are given up. Any bc_invmat_func but

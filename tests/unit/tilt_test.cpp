@@ -257,7 +257,7 @@ TEST(BetheFolding, FormsAgreeWithoutCouplingOfBetheBeams) {
         Matrix<complex> generalized(n, n);
         Matrix<complex> simple(n, n);
         g_bethe(n, m, A.get(), generalized.get(), bethe, invmat_work);
-        simple_bethe(n, m, A.get(), simple.get(), invmat_work);
+        simple_bethe(n, m, A.get(), simple.get(), bethe, invmat_work);
         double largest = 0.0;
         for (int i = 0; i < n; ++i) {
             for (int j = 0; j < n; ++j) {
@@ -283,7 +283,7 @@ TEST(BetheFolding, MethodCodeChoosesTheForm) {
         if (code <= 9) {
             g_bethe(n, m, A.get(), expected.get(), w.bethe, w.invmat);
         } else {
-            simple_bethe(n, m, A.get(), expected.get(), w.invmat);
+            simple_bethe(n, m, A.get(), expected.get(), w.bethe, w.invmat);
         }
         EXPECT_EQ(B[1][2].re, expected[1][2].re) << code;
     }
