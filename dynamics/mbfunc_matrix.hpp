@@ -66,8 +66,8 @@ void g_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *
              InvmatWork &invmat_work);
 
 // B_ij = A_ij - sum_b A_ib A_bj / A_bb: each Bethe beam through its own diagonal element (H. Bethe,
-// Ann. Phys. 87 (1928) 55). A zero diagonal gives non-finite values. A diagonal element that inv_eps
-// takes for zero is marked.
+// Ann. Phys. 87 (1928) 55). A zero diagonal gives non-finite values; one that inv_eps takes for
+// zero is marked.
 void simple_bethe(int n_exact, int n_bethe, const complex *const *A, complex *const *B,
                   BetheWork &bethe, InvmatWork &invmat_work);
 
