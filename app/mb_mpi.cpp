@@ -112,11 +112,22 @@ std::filesystem::path follow_links(std::filesystem::path path) {
     return {};
 }
 
-// The name, cut at its front where it would be too long for a file.
-std::filesystem::path name_beside(const std::filesystem::path &target) {
-    const std::string name = target.filename().string() + ".part";
+// The name with a suffix, cut at its front where it would be too long for a file.
+std::filesystem::path name_beside(const std::filesystem::path &target, const char *suffix) {
+    const std::string name = target.filename().string() + suffix;
     const std::size_t cut = name.size() > max_component ? name.size() - max_component : 0;
     return target.parent_path() / name.substr(cut);
+}
+
+// Leaves the name to a result: what the console writes on goes with the file to the new name.
+bool set_console_aside(const std::filesystem::path &target, std::FILE *other) {
+    const std::filesystem::path aside = name_beside(target, ".console");
+    if (std::rename(target.c_str(), aside.c_str()) != 0) {
+        return false;
+    }
+    mb_fprintf(other, "$$ Warning: %s is to hold a result: the console goes on in %s.\n",
+               target.c_str(), aside.c_str());
+    return true;
 }
 
 // Opening does not truncate.
@@ -135,7 +146,7 @@ OutputFile open_beside(const std::string &path, const std::filesystem::path &tar
     if (exists && !is_writable(target)) {
         return {};
     }
-    const std::filesystem::path temporary = name_beside(target);
+    const std::filesystem::path temporary = name_beside(target, ".part");
     chk_no_input(temporary);
     const std::vector<std::string> &open = temporaries();
     if (std::find(open.begin(), open.end(), target.string()) != open.end()) {
@@ -318,10 +329,9 @@ OutputFile open_output(const std::string &path, Writing writing) {
     chk_no_input(path);
     if (writing == Writing::in_place) {
         chk_no_console(path);
-    } else if (std::FILE *other = console_beside(path)) { // not worth the result of hours
-        mb_fprintf(other,
-                   "$$ Warning: the console was written to %s, which this result replaces.\n",
-                   path.c_str());
+    } else if (std::FILE *other = console_beside(path); // not worth the result of hours
+               other != nullptr && !set_console_aside(target, other)) {
+        return {};
     }
     std::error_code failed;
     const std::filesystem::file_status status = std::filesystem::status(target, failed);

@@ -5,6 +5,8 @@
 #include "input/mb_input.hpp"
 #include "input/utils.hpp"
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <filesystem>
 
@@ -89,10 +91,12 @@ constexpr Key<EpsilonSettings> settings_keys[] = {
     {"flag_modified_marquardt", &EpsilonSettings::flag_modified_marquardt},
 };
 
-// A key counts wherever it stands, in a remark as well, and what is glued to it does not.
+// A key counts wherever it stands, in a remark as well, and what is glued to it does not. A name
+// before it, as of a record, is no remark.
 void warn_other_key(const char *line, const char *key) {
     const std::string first = tokens_of(line).front();
-    if (!first.ends_with(key)) {
+    const auto in_name = [](unsigned char c) { return std::isalnum(c) || c == '_' || c == '.'; };
+    if (!first.ends_with(key) || !std::all_of(first.begin(), first.end(), in_name)) {
         mb_fprintf(stdout, "$$ Warning: the line of %s sets %s, to its second word.\n",
                    first.c_str(), key);
     }
@@ -189,6 +193,10 @@ void warn_settings() {
     }
     if (epsilon.bc_accuracy <= 0.0) {
         mb_fprintf(stdout, "$$ Warning: bc_accuracy = %g keeps one branch.\n", epsilon.bc_accuracy);
+    }
+    if (epsilon.bc_accuracy > 1.0) {
+        mb_fprintf(stdout, "$$ Warning: bc_accuracy = %g keeps all branches.\n",
+                   epsilon.bc_accuracy);
     }
     if (epsilon.intensity_scaling <= 0.0) {
         mb_fprintf(stdout, "$$ Warning: intensity_scaling = %g.\n", epsilon.intensity_scaling);

@@ -32,16 +32,31 @@ bool next_parameter(TextFile &file, std::string_view &line) {
     return false;
 }
 
-// Numbers are what orvel reads in a token, +200 and 0x64 too.
+// The number that orvel reads in the next token, +200 and 0x64 too.
+double next_number(std::string_view &line) {
+    return std::strtod(std::string(cut_token(line)).c_str(), nullptr);
+}
+
 bool parameters(TextFile &file, std::span<double> values) {
     std::string_view line;
     if (!next_parameter(file, line)) {
         return false;
     }
     return std::all_of(values.begin(), values.end(), [&](double &value) {
-        value = std::strtod(std::string(cut_token(line)).c_str(), nullptr);
+        value = next_number(line);
         return std::isfinite(value);
     });
+}
+
+// Not of a constraint, whose value is that of other parameters.
+bool cell_constant(TextFile &file, double &value) {
+    std::string_view line;
+    if (!next_parameter(file, line)) {
+        return false;
+    }
+    value = next_number(line);
+    const std::string_view flag = cut_token(line);
+    return flag != "CST" && flag != "-1" && std::isfinite(value) && value > 0.0;
 }
 
 void read_lattice(TextFile &file, RunInfo &info) {
@@ -49,9 +64,8 @@ void read_lattice(TextFile &file, RunInfo &info) {
     parameters(file, std::span(&group, 1));
     info.space_group = group >= 1.0 && group <= 230.0 ? static_cast<int>(group) : 0;
     std::array<double, 6> cell{};
-    const bool complete = std::all_of(cell.begin(), cell.end(), [&](double &constant) {
-        return parameters(file, std::span(&constant, 1)) && constant > 0.0;
-    });
+    const bool complete = std::all_of(
+        cell.begin(), cell.end(), [&](double &constant) { return cell_constant(file, constant); });
     if (complete) {
         info.cell = CellConstants{cell[0], cell[1], cell[2], cell[3], cell[4], cell[5]};
     }

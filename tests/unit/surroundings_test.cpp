@@ -235,9 +235,10 @@ TEST(Surroundings, AConsoleInAFileOfTheRunIsNoticed) {
         const ProgramRun run = run_program(input);
         if (file == std::string("run_rs0.txt")) {
             EXPECT_EQ(run.status, 0);
-            EXPECT_NE(run.err.find("$$ Warning: the console was written to run_rs0.txt, which"),
+            EXPECT_NE(run.err.find("is to hold a result: the console goes on in "),
                       std::string::npos);
             EXPECT_NE(run.read("run_rs0.txt").find("\n}RF\n"), std::string::npos);
+            EXPECT_NE(read_file(console + ".console").find("elapsed time"), std::string::npos);
         } else {
             EXPECT_EQ(run.status, 1) << file;
             EXPECT_TRUE(run.err.ends_with(used + file + ", which this run uses. Abort.\n"))

@@ -150,6 +150,8 @@ TEST(Warnings, OfWhatIsReadOtherwise) {
          "the line of bc_accuracy sets eigen_eps, to its second word."},
         {cbed(with(&Conditions::settings, "bc_accuracy=1 0.9\n")),
          "the line of bc_accuracy=1 sets bc_accuracy, to its second word."},
+        {cbed(with(&Conditions::settings, "//bc_accuracy 0.9\n")),
+         "the line of //bc_accuracy sets bc_accuracy, to its second word."},
         {cbed(with(&Conditions::settings, "epsilon.vg_select_flag\t\t1\t\t# (1:on)\n")), nullptr},
         {cbed(with(&Conditions::incidence, "0 0 1\n0 0 1\n2 0\n")),
          "\"2 0\" holds 2 of 3 numbers; what is missing is 0."},

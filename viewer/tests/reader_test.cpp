@@ -241,6 +241,26 @@ TEST(Layout, DistancesAreThoseOfTheReciprocalLattice) {
     }
 }
 
+// Numbers as orvel reads them; a constant that a constraint gives is not in its line.
+TEST(RunInfo, CellOfTheParameterFile) {
+    const SampleFolder folder;
+    write_file(folder.file("run_log.txt"), "parameter_file: run.dat\n");
+    for (const auto &[line, known] : {std::pair{"3.905", true},
+                                      {"+0x4 ADJ a", true},
+                                      {"1*b CST a", false},
+                                      {"1*b -1 a", false},
+                                      {"=b CST a", false},
+                                      {"3.905 CSTR", true}}) {
+        write_file(folder.file("run.dat"), std::string("LATTICE{\n221\n") + line +
+                                               "\n4 FIX b\n4\n90\n90\n90\n}LATTICE\n"
+                                               "INCIDENT_BEAM{\n0 0 1\n1 -1 1\n2 0 0\n0\n0\n100\n");
+        const std::optional<RunInfo> info = read_run_info(folder.file("run_kav.txt"));
+        ASSERT_TRUE(info.has_value()) << line;
+        EXPECT_EQ(info->cell.has_value(), known) << line;
+        EXPECT_EQ(info->acc_voltage, 100.0);
+    }
+}
+
 // Two discs of amplitude 1 that overlap by half: in phase 4, in antiphase 0, a quarter
 // of a turn apart 2, alone 1.
 TEST(Layout, SumOfOverlappingDiscs) {
