@@ -3,20 +3,56 @@
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
 
+#include <algorithm>
+#include <span>
+
 namespace orvel {
+
+namespace {
+
+// |alpha|^2 of the branches that coincide with another one, but for the error of their solution.
+double excitation_of_coinciding(const WorkCalInt &work) {
+    const std::span<const complex> found(work.eigval.data(), work.n_exact);
+    double largest = 0.0;
+    for (const complex &value : found) {
+        largest = std::max(largest, c_abs(value));
+    }
+    const double error = std::max(epsilon.eigen_eps, 1e-9) * largest;
+    double sum = 0.0;
+    for (int j = 0; j < work.n_exact; ++j) {
+        const auto num_near = std::count_if(found.begin(), found.end(), [&](const complex &value) {
+            return c_abs(c_sub(value, found[j])) <= error;
+        });
+        sum += num_near > 1 ? c_norm(work.alpha[j]) : 0.0;
+    }
+    return sum;
+}
+
+bool excitations_cancel(const WorkCalInt &work, Branches taken) {
+    constexpr double without_digits = 1e16; // 8 of the 16 of an amplitude are left
+    constexpr double beyond_absorption = 1e4;
+    constexpr double above_one = 1.05;
+    constexpr double noticeable = 0.1;
+    double sum = 0.0;
+    for (int j = 0; j < work.n_exact; ++j) {
+        sum += c_norm(work.alpha[j]);
+    }
+    sum /= work.beta_selected[0];
+    if (taken == Branches::all) {
+        return sum > without_digits;
+    }
+    return sum > beyond_absorption ||
+           (sum > above_one && excitation_of_coinciding(work) > noticeable * work.beta_selected[0]);
+}
+
+} // namespace
 
 Branches branches_of_waves() {
     return epsilon.bc_accuracy == 1.0 ? Branches::all : Branches::single;
 }
 
 int doubts_of(const WorkCalInt &work, Branches taken) {
-    const double possible = taken == Branches::all ? 1e16 : 2.0; // 8 of 16 digits are left
-    double sum = 0.0;
-    for (int j = 0; j < work.n_exact; ++j) {
-        sum += c_norm(work.alpha[j]);
-    }
-    const bool depend = sum > possible * work.beta_selected[0];
-    return (work.invmat.is_singular || depend ? singular_mark : 0) +
+    return (work.invmat.is_singular || excitations_cancel(work, taken) ? singular_mark : 0) +
            (work.eigmat.is_balanced ? balanced_mark : 0) +
            (work.bethe.is_singular ? unfolded_mark : 0);
 }

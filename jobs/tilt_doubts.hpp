@@ -20,9 +20,10 @@ enum class Branches { all, single };
 Branches branches_of_waves();
 
 // The marks of the tilt that was solved last. Without absorption the excitations |alpha|^2 add up
-// to 1 (of eigenvectors that are orthogonal), with it to little more. Where branches coincide, a
-// solution within eigen_eps can give them eigenvectors that nearly are one: then they cancel one
-// another, which costs single branches their meaning and in the end the sum its digits.
+// to 1 (of eigenvectors that are orthogonal), with it to more, up to three where branches come near
+// each other. Where they coincide, a solution within eigen_eps can give them eigenvectors that
+// nearly are one: then they cancel one another, which costs single branches their meaning and in
+// the end the sum its digits.
 int doubts_of(const WorkCalInt &work, Branches taken);
 
 // Counts of tilts.

@@ -223,8 +223,13 @@ TEST(TiltDoubts, OfExcitationsThatCancel) {
     WorkCalInt work(2, 0, 0);
     work.n_exact = 2;
     work.beta_selected[0] = work.beta_selected[1] = 1.0;
-    for (const auto &[distance, single, all] :
-         {std::tuple{2.0, false, false}, {1e-3, true, false}, {1e-10, true, true}}) {
+    for (const auto &[distance, gap, single, all] : {std::tuple{2.0, 0.1, false, false},
+                                                     {2.0, 1e-9, true, false},
+                                                     {0.5, 0.01, false, false},
+                                                     {1e-3, 0.1, true, false},
+                                                     {1e-10, 0.1, true, true}}) {
+        work.eigval[0] = {-0.5, 0.01};
+        work.eigval[1] = {-0.5 - gap, 0.01};
         const double root = std::sqrt(1.0 + distance * distance);
         const complex columns[2][2] = {{{0.0, 0.0}, {distance / root, 0.0}},
                                        {{1.0, 0.0}, {1.0 / root, 0.0}}};
