@@ -111,6 +111,7 @@ void TiltCheckpoint::open(const std::string &path, std::uint64_t fingerprint, in
     header.num_values = num_values;
     path_ = path;
     chk_no_input(path);
+    protect_input(path); // one that is there must not be the console's, before it is cut
     record_.resize(num_values + 2);
     take_over(path, header, record_, take);
     stream_.reset(std::fopen(path.c_str(), "ab"));
@@ -122,7 +123,7 @@ void TiltCheckpoint::open(const std::string &path, std::uint64_t fingerprint, in
     if (failed) {
         input_exit("$$ Cannot read the checkpoint %s. Abort.", path.c_str());
     }
-    protect_input(path);
+    protect_input(path); // one that was not there before
     if (size == 0) {
         std::fwrite(&header, sizeof header, 1, stream_.get());
     }

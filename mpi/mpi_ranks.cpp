@@ -1,5 +1,6 @@
 #include "mpi/mpi_ranks.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 
 #include <algorithm>
@@ -121,6 +122,7 @@ MpiRanks::~MpiRanks() {
 
 // A rank that could not go on does not come here: rank 0 listens to it while it waits.
 void MpiRanks::finalize() {
+    finalizing_ = true;
     wait_for_sent(0);
     MPI_Request request = MPI_REQUEST_NULL;
     MPI_Ibarrier(MPI_COMM_WORLD, &request);
@@ -134,14 +136,21 @@ void MpiRanks::finalize() {
     alarm(0);
 }
 
-// A rank that could not go on takes nothing any more, so rank 0 listens while it waits.
+// A rank that could not go on, or was stopped, takes nothing any more.
+void MpiRanks::listen() {
+    if (rank_ == 0) {
+        chk_last_words();
+        if (!finalizing_) {
+            chk_interrupt();
+        }
+    }
+}
+
 void MpiRanks::wait_for(MPI_Request &request) {
     int done = 0;
     MPI_Test(&request, &done, MPI_STATUS_IGNORE);
     while (done == 0) {
-        if (rank_ == 0) {
-            chk_last_words();
-        }
+        listen();
         pause_briefly();
         MPI_Test(&request, &done, MPI_STATUS_IGNORE);
     }
@@ -152,9 +161,7 @@ MPI_Status MpiRanks::wait_for_message(int from, int tag) {
     MPI_Status status;
     MPI_Iprobe(from, tag, MPI_COMM_WORLD, &there, &status);
     while (there == 0) {
-        if (rank_ == 0) {
-            chk_last_words();
-        }
+        listen();
         pause_briefly();
         MPI_Iprobe(from, tag, MPI_COMM_WORLD, &there, &status);
     }

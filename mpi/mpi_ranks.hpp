@@ -38,7 +38,10 @@ private:
     void finalize();
     // Ends the run of rank 0 where another rank could not go on.
     void chk_last_words();
-    // Waits for a message to be taken, or to come; ends the run as chk_last_words does.
+    // Between two looks at what rank 0 waits for: ends its run as chk_last_words and, unless all is
+    // done, chk_interrupt do.
+    void listen();
+    // Waits for a message to be taken, or to come; listens meanwhile.
     void wait_for(MPI_Request &request);
     MPI_Status wait_for_message(int from, int tag);
     // Forgets what has arrived; waits until at most `left` are on their way.
@@ -46,6 +49,7 @@ private:
 
     int rank_ = 0;
     int size_ = 1;
+    bool finalizing_ = false;
     std::deque<Sending> sending_;
     std::string last_words_;
     long assigned_at_ = 0; // in the text that is kept back
