@@ -30,9 +30,6 @@ std::recursive_mutex ending_mutex;
 // ending_mutex.
 bool end_told = false;
 
-// Longest name of a file in a folder of the usual file systems.
-constexpr std::size_t max_component = 255;
-
 // Results that are being written: an exit destroys no local OutputFile. Changed under ending_mutex.
 std::vector<std::string> &temporaries() {
     static std::vector<std::string> names;
@@ -114,8 +111,12 @@ std::filesystem::path follow_links(std::filesystem::path path) {
 
 // The name with a suffix, cut at its front where it would be too long for a file.
 std::filesystem::path name_beside(const std::filesystem::path &target, const char *suffix) {
+    constexpr std::size_t usual = 255;
+    const std::string folder = target.has_parent_path() ? target.parent_path().string() : ".";
+    const long told = pathconf(folder.c_str(), _PC_NAME_MAX);
+    const std::size_t longest = told > 0 ? static_cast<std::size_t>(told) : usual;
     const std::string name = target.filename().string() + suffix;
-    const std::size_t cut = name.size() > max_component ? name.size() - max_component : 0;
+    const std::size_t cut = name.size() > longest ? name.size() - longest : 0;
     return target.parent_path() / name.substr(cut);
 }
 
