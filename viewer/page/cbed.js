@@ -109,7 +109,7 @@ class CbedPage {
         this.view.onClick = (at) => this.open(this.sampleAt(at));
         this.view.onProfile = (line) => this.showProfile(line);
         this.view.onZoom = (magnification) => this.magnification.show(magnification);
-        this.view.canvas.addEventListener('keydown', (event) => this.key(event));
+        onKey(this.view.canvas, (event) => this.key(event));
         document.getElementById('main').append(
             el('div', { className: 'view' }, this.stage, this.readout, this.profileBox),
             el('div', { className: 'settings' }, ...this.settings()));
@@ -383,11 +383,11 @@ class CbedPage {
             const value = this.sumAt(at);
             const final = [at.x, at.y].map((length, i) =>
                 settled(length * data.sample + 0.5 * data.tilt[i] * data.g1));
-            this.readout.textContent = value === undefined ? '' :
+            tell(this.readout, value === undefined ? '' :
                 `K_t + g = (${number(final[0], 4)}, ${number(final[1], 4)}) 1/\u00c5` +
-                `   ${value.discs} disc${value.discs === 1 ? '' : 's'}   I = ${number(value.value, 6)}`;
+                `   ${value.discs} disc${value.discs === 1 ? '' : 's'}   I = ${number(value.value, 6)}`);
         } else {
-            this.readout.textContent = sample ? this.describe(sample) : '';
+            tell(this.readout, sample ? this.describe(sample) : '');
         }
     }
 
@@ -432,7 +432,7 @@ class CbedPage {
         const hint = el('p', { className: 'note', textContent: 'Drag over the disc for a profile.' });
         raster.onPoint = (at) => {
             const p = at ? at.y * n + at.x : -1;
-            readout.textContent = at && cbed.inside[p] ? this.describe({ r: sample.r, p }) : '';
+            tell(readout, at && cbed.inside[p] ? this.describe({ r: sample.r, p }) : '');
         };
         raster.onProfile = (distance, y) => {
             plot.set({ xLabel: 'distance (1/\u00c5)', yLabel: quantities[quantity].name,
@@ -486,7 +486,7 @@ class CbedPage {
             },
         };
         const action = actions[event.key.length === 1 ? event.key.toLowerCase() : event.key];
-        if (event.ctrlKey || event.metaKey || (!step && !action)) {
+        if (!step && !action) {
             return;
         }
         event.preventDefault();

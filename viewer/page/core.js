@@ -148,6 +148,34 @@ function fitCanvas(canvas, width, height) {
     return context;
 }
 
+// A text about what is under the pointer. Its box keeps the height that it once needed, so that what
+// stands above it stays where it is.
+function tell(readout, text) {
+    readout.textContent = text;
+    const needed = readout.offsetHeight;
+    if (needed > (parseFloat(readout.style.minHeight) || 0)) {
+        readout.style.minHeight = `${needed}px`;
+    }
+}
+
+// Keys for a canvas; those that go with Ctrl, Alt or Cmd are the browser's.
+function onKey(canvas, act) {
+    canvas.addEventListener('keydown', (event) => {
+        if (event.getModifierState('AltGraph') || !(event.ctrlKey || event.altKey || event.metaKey)) {
+            act(event);
+        }
+    });
+}
+
+// A mouse that leaves a canvas points at nothing; a finger that is lifted leaves its value to be read.
+function onLeave(canvas, act) {
+    canvas.addEventListener('pointerleave', (event) => {
+        if (event.pointerType !== 'touch') {
+            act();
+        }
+    });
+}
+
 // Draws once per frame, however often it is asked to.
 function perFrame(draw) {
     let asked = false;

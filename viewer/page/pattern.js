@@ -24,6 +24,9 @@ class PatternView {
     listen() {
         const c = this.canvas;
         c.addEventListener('pointerdown', (event) => {
+            if (!event.isPrimary) {
+                return;
+            }
             c.setPointerCapture(event.pointerId);
             this.pressed = { x: event.offsetX, y: event.offsetY, at: this.toPattern(event.offsetX, event.offsetY),
                 pan: event.shiftKey || event.button !== 0, centre: this.centre };
@@ -33,7 +36,7 @@ class PatternView {
         c.addEventListener('contextmenu', (event) => event.preventDefault());
         c.addEventListener('pointermove', (event) => this.move(event));
         c.addEventListener('pointerup', (event) => this.release(event));
-        c.addEventListener('pointerleave', () => {
+        onLeave(c, () => {
             if (!this.pressed) {
                 this.onPoint(null);
             }
@@ -103,6 +106,9 @@ class PatternView {
     }
 
     move(event) {
+        if (!event.isPrimary) {
+            return;
+        }
         const at = this.toPattern(event.offsetX, event.offsetY);
         const pressed = this.pressed;
         if (pressed && pressed.pan) {

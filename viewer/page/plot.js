@@ -106,9 +106,11 @@ class Plot {
         this.draw = perFrame(() => this.paint());
         new ResizeObserver(this.draw).observe(this.box);
         onThemeChange(this.draw);
-        this.canvas.addEventListener('pointermove', (event) => this.follow(event.offsetX));
-        this.canvas.addEventListener('pointerleave', () => this.follow(-1));
-        this.canvas.addEventListener('keydown', (event) => this.key(event));
+        for (const moved of ['pointerdown', 'pointermove']) {
+            this.canvas.addEventListener(moved, (event) => this.follow(event.offsetX));
+        }
+        onLeave(this.canvas, () => this.follow(-1));
+        onKey(this.canvas, (event) => this.key(event));
     }
 
     set(content) {
@@ -252,10 +254,10 @@ class Plot {
     tell() {
         const { series, xLabel } = this.content;
         const index = this.cursor;
-        this.readout.textContent = index < 0 || !series.length || index >= series[0].x.length ? '' :
+        tell(this.readout, index < 0 || !series.length || index >= series[0].x.length ? '' :
             `${xLabel}: ${number(series[0].x[index])}   ` + series.map((s) =>
                 `${s.name}: ${number(s.y[index])}` +
-                (s.weight ? ` (${number(s.weight[index], 3)})` : '')).join('   ');
+                (s.weight ? ` (${number(s.weight[index], 3)})` : '')).join('   '));
     }
 
     point(index) {

@@ -47,8 +47,8 @@ class Raster {
         this.canvas.addEventListener('pointermove', (event) => this.move(event));
         this.canvas.addEventListener('pointerdown', (event) => this.press(event));
         this.canvas.addEventListener('pointerup', () => { this.dragging = false; });
-        this.canvas.addEventListener('pointerleave', () => this.point(null));
-        this.canvas.addEventListener('keydown', (event) => this.key(event));
+        onLeave(this.canvas, () => this.point(null));
+        onKey(this.canvas, (event) => this.key(event));
     }
 
     set(content) {
@@ -161,6 +161,9 @@ class Raster {
     }
 
     move(event) {
+        if (!event.isPrimary) {
+            return;
+        }
         const sample = this.sampleAt(event);
         if (this.dragging && sample) {
             this.line = { from: this.dragging, to: sample };
@@ -170,6 +173,10 @@ class Raster {
     }
 
     press(event) {
+        if (!event.isPrimary) {
+            return;
+        }
+        this.move(event);
         this.dragging = this.onProfile && this.sampleAt(event);
         this.canvas.setPointerCapture(event.pointerId);
     }

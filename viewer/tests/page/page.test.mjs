@@ -368,6 +368,39 @@ test('a line of tilts gives rocking curves, a single tilt a list', async () => {
     quiet();
 });
 
+test('values stay to be read: many curves, a finger, the browser\'s keys, a saved page', async () => {
+    await open('line');
+    await page.setViewportSize({ width: 420, height: 700 });
+    await settle();
+    const last = readTable('line_rs0.txt').discs.at(-1).slice(0, 3).join(' ');
+    for (const chip of await page.locator('.chip[aria-pressed="false"]').all()) {
+        await chip.click();
+    }
+    const touch = (kind, x) => page.locator('.plot canvas').evaluate((canvas, [type, offset]) => {
+        const { left, top } = canvas.getBoundingClientRect();
+        canvas.dispatchEvent(new PointerEvent(type,
+            { pointerType: 'touch', isPrimary: true, clientX: left + offset, clientY: top + 50 }));
+    }, [kind, x]);
+    await touch('pointerdown', 200);
+    await touch('pointerleave', 200);
+    const shown = plain(await text('.readout'));
+    assert.ok(shown.includes(`${last}: `), shown);
+    assert.ok(await page.locator('.readout').evaluate((p) => p.scrollHeight <= p.clientHeight), shown);
+    await page.locator('.plot canvas').focus();
+    await page.keyboard.press('Control+ArrowRight');
+    assert.equal(plain(await text('.readout')), shown);
+    await page.keyboard.press('ArrowRight');
+    assert.notEqual(plain(await text('.readout')), shown);
+    await page.setViewportSize({ width: 1366, height: 768 });
+
+    const saved = join(folder, 'saved.html');
+    writeFileSync(saved, await page.content());
+    await page.goto('file://' + saved);
+    await settle();
+    assert.equal(await page.locator('.view').count(), 1);
+    quiet();
+});
+
 // Pixels of a canvas that are not of its most frequent colour.
 const drawn = (locator) => locator.evaluate((canvas) => {
     const data = new Uint32Array(canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height).data.buffer);
