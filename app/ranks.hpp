@@ -20,6 +20,8 @@ public:
 
     virtual int rank() const { return 0; }
     virtual int size() const { return 1; }
+    // Those that share the memory of this one's machine, itself among them.
+    virtual int on_machine() const { return 1; }
     // The text of rank 0, in every rank.
     virtual std::string share(const std::string &text) { return text; }
     // Rank 0 to another, and what that one waits for.

@@ -145,7 +145,6 @@ UnitCellMapConditions input_density_3d_data(const Csd &csd, const std::string &b
     fget_sd_beams_3d(sd, csd, stream);
     reflex_dump_csd(sd, csd, base_name, 0);
     set_disksize(sd, stdout);
-    warn_constant_map(sd.beams);
     chk_data("}BEAM_SEARCH_3D", stream);
 
     real_space_base(sd.beam, csd, stdout);

@@ -35,9 +35,16 @@ void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order, double t
             ? propagation_bytes(sd, most_propagated) + most_propagated * 2.0 * table
             : 0.0;
     const int threads = order == TiltOrder::side_by_side ? num_tilt_threads(tilts) : 1;
-    require_memory(sizeof(complex) * n * n + threads * (work + propagation) + results +
-                       table_bytes * table_size + listed_bytes * own_tilts,
-                   "the potential matrix, the tilts and the results");
+    const double each = sizeof(complex) * n * n + threads * (work + propagation);
+    // In a shared job rank 0 asks for all of its machine, before they go on and take theirs.
+    const bool shared = order == TiltOrder::side_by_side;
+    const int asked_for = shared && ranks().rank() == 0 ? ranks().on_machine() : 1;
+    require_memory(asked_for * each + results + table_bytes * table_size + listed_bytes * own_tilts,
+                   asked_for > 1 ? "the potential matrix, the tilts and the results of the ranks"
+                                 : "the potential matrix, the tilts and the results");
+    if (shared) {
+        ranks().share("");
+    }
 }
 
 void warn_single_point_line(const TiltGrid &grid, std::FILE *log) {

@@ -20,7 +20,8 @@ enum class TiltOrder { one_by_one, side_by_side };
 
 // Ends the run where its arrays cannot be had: the potential matrix, the per-tilt work record (with
 // side_by_side one for each thread), result_bytes for each output reflection, thickness and tilt,
-// and table_bytes for each reflection and thickness once. Called before any of them is made.
+// and table_bytes for each reflection and thickness once. With side_by_side, which every rank
+// calls, rank 0 asks for the other ranks of its machine too. Called before any of them is made.
 void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order = TiltOrder::one_by_one,
                     double table_bytes = 0.0);
 

@@ -109,6 +109,10 @@ MpiRanks::MpiRanks(int *argc, char ***argv) {
     MPI_Init_thread(argc, argv, MPI_THREAD_FUNNELED, &provided);
     MPI_Comm_rank(MPI_COMM_WORLD, &rank_);
     MPI_Comm_size(MPI_COMM_WORLD, &size_);
+    MPI_Comm machine = MPI_COMM_NULL;
+    MPI_Comm_split_type(MPI_COMM_WORLD, MPI_COMM_TYPE_SHARED, rank_, MPI_INFO_NULL, &machine);
+    MPI_Comm_size(machine, &on_machine_);
+    MPI_Comm_free(&machine);
     mpi = this;
     set_run_ending([](int status) { mpi->end(status); });
     if (rank_ != 0) {

@@ -17,6 +17,7 @@ public:
 
     int rank() const override { return rank_; }
     int size() const override { return size_; }
+    int on_machine() const override { return on_machine_; }
     std::string share(const std::string &text) override;
     void assign(int to, std::span<const double> message) override;
     std::vector<double> assigned() override;
@@ -49,6 +50,7 @@ private:
 
     int rank_ = 0;
     int size_ = 1;
+    int on_machine_ = 1;
     bool finalizing_ = false;
     std::deque<Sending> sending_;
     std::string last_words_;

@@ -330,8 +330,8 @@ TEST(MapJobs, TellOfBeamsThatMakeNoMap) {
         }
         const ProgramRun run = run_parameter_file(
             run_text(potential_3d, "", magnesia, block_3d("UNITCELL_XYZ\n2 2 2\n", c.beams)));
-        EXPECT_EQ(contains(run.out, constant), c.is_constant) << run.out;
-        EXPECT_FALSE(contains(run.out, zones)) << run.out;
+        // A unit-cell map has reflections of its own.
+        EXPECT_FALSE(contains(run.out, constant) || contains(run.out, zones)) << run.out;
     }
 }
 
