@@ -184,7 +184,7 @@ void calc_bloch_state_ug(const BlochCondition &condition, const TiltProblem &pro
     non_finite.add(finite_solution(work));
     non_finite.report(log);
     TiltDoubts doubts;
-    doubts.add(doubts_of(work, Branches::single), finite_solution(work));
+    doubts.add(doubts_of(work, Branches::single));
     doubts.report(log);
     points.report(log);
 }

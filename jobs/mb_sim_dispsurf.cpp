@@ -58,7 +58,7 @@ void calc_disp_surf_ug(const TiltProblem &problem, BranchRange branches,
         calc_intensity_with_perturb_ug(problem, sd.grid.kxy[p], work, intensity.get());
         const bool finite = finite_solution(work) && all_finite(sd, intensity.get());
         non_finite.add(finite);
-        doubts.add(doubts_of(work, Branches::single), finite);
+        doubts.add(doubts_of(work, Branches::single));
         largest = std::max(largest, largest_intensity(sd, intensity.get()));
         write_dispsurf_point(sd, branches, sd.grid.pix[p], work, intensity.get(), files);
     }

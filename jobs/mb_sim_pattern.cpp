@@ -286,8 +286,8 @@ double largest_intensity(const PatternRun &run) {
 
 TiltDoubts count_doubts(const PatternRun &run) {
     TiltDoubts doubts;
-    for (std::size_t p = 0; p < run.doubts.size(); ++p) {
-        doubts.add(run.doubts[p], run.finite[p] != 0);
+    for (const int marks : run.doubts) {
+        doubts.add(marks);
     }
     return doubts;
 }

@@ -155,7 +155,7 @@ void calc_tfringe_ug(const TiltProblem &problem, const RealHkl &K_t, const std::
         all_finite(sd, psi.get(), [](complex z) { return c_norm(z) * epsilon.intensity_scaling; }));
     non_finite.report(log);
     TiltDoubts doubts;
-    doubts.add(doubts_of(work, branches_of_waves()), non_finite.tilts == 0);
+    doubts.add(doubts_of(work, branches_of_waves()));
     doubts.report(log);
     warn_growth(largest_intensity(sd, psi.get(), c_norm), log);
 }

@@ -57,10 +57,10 @@ int doubts_of(const WorkCalInt &work, Branches taken) {
            (work.bethe.is_singular ? unfolded_mark : 0);
 }
 
-void TiltDoubts::add(int marks, bool finite) {
-    unfolded += finite && (marks & unfolded_mark) != 0 ? 1 : 0;
-    singular += finite && (marks & singular_mark) != 0 ? 1 : 0;
-    balanced += finite && (marks & balanced_mark) != 0 ? 1 : 0;
+void TiltDoubts::add(int marks) {
+    unfolded += (marks & unfolded_mark) != 0 ? 1 : 0;
+    singular += (marks & singular_mark) != 0 ? 1 : 0;
+    balanced += (marks & balanced_mark) != 0 ? 1 : 0;
 }
 
 void TiltDoubts::report(std::FILE *log) const {

@@ -1,4 +1,4 @@
-// Solved tilts whose values are numbers, but may be wrong.
+// Solved tilts whose values may be wrong.
 #pragma once
 
 #include "dynamics/work_cal_int.hpp"
@@ -32,8 +32,8 @@ struct TiltDoubts {
     int singular = 0;
     int balanced = 0;
 
-    // Counts a tilt. One that is not finite is told as what it is.
-    void add(int marks, bool finite);
+    // Counts a tilt, one with results that are not finite too: others of it may be.
+    void add(int marks);
     // Tells them, after the run.
     void report(std::FILE *log) const;
 };

@@ -33,6 +33,7 @@ void pause_briefly() {
 void keep_back_streams() {
     const int file = memfd_create("kept_back", 0);
     if (file >= 0) {
+        std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // lines of both in their order
         dup2(file, STDOUT_FILENO);
         dup2(file, STDERR_FILENO);
         close(file);

@@ -93,6 +93,11 @@ for fault in tables input flags job kill; do
     (cd "$work/ranks" && timeout -k 10 300 "$mpiexec" -n 2 sh second_rank.sh $fault "$orvel_mpi" \
         </dev/null >../out 2>&1) && [ $fault != kill ] && fail "$fault: no error"
     [ ! -e "$work/ranks/gaas110_rs0.txt" ] || fail "$fault: a result"
-    [ $fault = kill ] || grep -q '^\$\$ Rank 1: ' "$work/out" || fail "$fault: not told"
+    case $fault in
+    tables) told='Cannot open orvelspg' ;;
+    kill) continue ;;
+    *) told=. ;;
+    esac
+    grep -q "^\$\$ Rank 1: $told" "$work/out" || fail "$fault: not told"
 done
 exit 0
