@@ -110,7 +110,7 @@ std::filesystem::path follow_links(std::filesystem::path path) {
 }
 
 // The name with a suffix, cut at its front where it would be too long for a file.
-std::filesystem::path name_beside(const std::filesystem::path &target, const char *suffix) {
+std::filesystem::path name_beside(const std::filesystem::path &target, const std::string &suffix) {
     constexpr std::size_t usual = 255;
     const std::string folder = target.has_parent_path() ? target.parent_path().string() : ".";
     const long told = pathconf(folder.c_str(), _PC_NAME_MAX);
@@ -120,14 +120,28 @@ std::filesystem::path name_beside(const std::filesystem::path &target, const cha
     return target.parent_path() / name.substr(cut);
 }
 
-// Leaves the name to a result: what the console writes on goes with the file to the new name.
-bool set_console_aside(const std::filesystem::path &target, std::FILE *other) {
-    const std::filesystem::path aside = name_beside(target, ".console");
-    if (std::rename(target.c_str(), aside.c_str()) != 0) {
+// Leaves the name to a result, not worth the loss of what the console tells: what it writes on goes
+// with the file to a name that is free. False where that fails.
+bool set_console_aside(const std::filesystem::path &name) {
+    std::FILE *other = console_beside(name.string());
+    if (other == nullptr) {
+        return true;
+    }
+    std::filesystem::path aside = name_beside(name, ".console");
+    std::error_code failed;
+    for (int i = 1; std::filesystem::symlink_status(aside, failed).type() !=
+                    std::filesystem::file_type::not_found;
+         ++i) {
+        if (failed) {
+            return false;
+        }
+        aside = name_beside(name, ".console" + std::to_string(i));
+    }
+    if (std::rename(name.c_str(), aside.c_str()) != 0) {
         return false;
     }
     mb_fprintf(other, "$$ Warning: %s is to hold a result: the console goes on in %s.\n",
-               target.c_str(), aside.c_str());
+               name.c_str(), aside.c_str());
     return true;
 }
 
@@ -149,6 +163,9 @@ OutputFile open_beside(const std::string &path, const std::filesystem::path &tar
     }
     const std::filesystem::path temporary = name_beside(target, ".part");
     chk_no_input(temporary);
+    if (!set_console_aside(temporary)) {
+        return {};
+    }
     const std::vector<std::string> &open = temporaries();
     if (std::find(open.begin(), open.end(), target.string()) != open.end()) {
         return {}; // a link to where another result of this run is being written
@@ -330,8 +347,7 @@ OutputFile open_output(const std::string &path, Writing writing) {
     chk_no_input(path);
     if (writing == Writing::in_place) {
         chk_no_console(path);
-    } else if (std::FILE *other = console_beside(path); // not worth the result of hours
-               other != nullptr && !set_console_aside(target, other)) {
+    } else if (!set_console_aside(target)) {
         return {};
     }
     std::error_code failed;

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -80,9 +81,10 @@ double distance(const Position &p, const Position &q, const Metric &metric) {
 
 // The atoms within a small distance of a site's first one, itself among them.
 struct Crowd {
-    double occupancy = 0.0;   // together
-    std::size_t farthest = 0; // site of the farthest of them
-    double distance = 0.0;    // of that one, A
+    double occupancy = 0.0;                               // together
+    std::size_t farthest = 0;                             // site of the farthest of them
+    double distance = 0.0;                                // of that one, A
+    double own = std::numeric_limits<double>::infinity(); // to the nearest of the same site, A
 };
 
 Crowd atoms_around(std::size_t site, std::size_t begin, std::size_t end, const Csd &csd) {
@@ -103,6 +105,9 @@ Crowd atoms_around(std::size_t site, std::size_t begin, std::size_t end, const C
         for (const Position &image : near) {
             crowd.occupancy += csd.sites[i].occupancy;
             const double d = distance(image, place, csd.metric);
+            if (i == site && judge_two_atom(image, place) != 1) {
+                crowd.own = std::min(crowd.own, d);
+            }
             if (d > crowd.distance || (i != site && !(d < crowd.distance))) {
                 crowd.farthest = i;
                 crowd.distance = d;
@@ -116,6 +121,7 @@ Crowd atoms_around(std::size_t site, std::size_t begin, std::size_t end, const C
 // listed twice. One is told.
 void warn_close_atoms(const Csd &csd) {
     constexpr double most_pairs = 5e7;
+    constexpr double rounded = 0.1; // A: no split atom, but 0.333 for 1/3
     const std::size_t n = csd.sites.size();
     const double pairs =
         static_cast<double>(n) * static_cast<double>(n) * static_cast<double>(csd.group.ops.size());
@@ -125,11 +131,13 @@ void warn_close_atoms(const Csd &csd) {
         const Crowd crowd =
             with_others ? atoms_around(i, 0, n, csd) : atoms_around(i, i, i + 1, csd);
         // A single atom with such an occupancy is told by itself.
-        if (crowd.occupancy > std::max(1.01, csd.sites[i].occupancy)) {
+        const bool is_crowded = crowd.occupancy > std::max(1.01, csd.sites[i].occupancy);
+        if (is_crowded || (crowd.own < rounded && epsilon.auto_multiplicity_off == 0)) {
             mb_fprintf(stdout,
                        "$$ Warning: atoms of site %zu and site %zu are %g A apart, with an "
                        "occupancy of %g together.\n",
-                       i + 1, crowd.farthest + 1, crowd.distance, crowd.occupancy);
+                       i + 1, (is_crowded ? crowd.farthest : i) + 1,
+                       is_crowded ? crowd.distance : crowd.own, crowd.occupancy);
             return;
         }
     }

@@ -35,16 +35,11 @@ void chk_grid(const TiltGrid &grid) {
 
 // Tells what can be calculated, but hardly be meant.
 void warn_incidence(const IncidentBeam &beam, const BeamList &beams, const Metric &metric) {
-    constexpr double visible = 1e-3; // sine of the angle between a tilt axis and its plane, about
     if (inner_product_uvw(beam.inc_uvw, beam.nor_uvw, metric) < 0.0) {
         mb_fprintf(stdout, "$$ Warning: the surface normal points against the incident beam: "
                            "what is absorbed grows.\n");
     }
-    const double off = std::fabs(inner_product_uvw_hkl(beam.inc_uvw, beam.base_g1));
-    if (off > visible * abs_uvw(beam.inc_uvw, metric) * std::sqrt(sq_abs(beam.base_g1, metric))) {
-        mb_fprintf(stdout, "$$ Warning: the tilt axis H is not perpendicular to the incident "
-                           "beam.\n");
-    }
+    warn_base_g1(beam, metric, "the tilt axis H");
     const Uvw &zone = beam.inc_uvw;
     const int factor = std::gcd(std::gcd(zone.u, zone.v), zone.w);
     if (factor > 1) {
@@ -82,6 +77,14 @@ IncidentBeam read_incident_beam(std::FILE *stream) {
         mb_fprintf(stdout, "$$ Warning: the accelerating voltage is %g kV.\n", beam.acc_voltage);
     }
     return beam;
+}
+
+void warn_base_g1(const IncidentBeam &beam, const Metric &metric, const char *what) {
+    constexpr double visible = 1e-3; // sine of the angle between g1 and its plane, about
+    const double off = std::fabs(inner_product_uvw_hkl(beam.inc_uvw, beam.base_g1));
+    if (off > visible * abs_uvw(beam.inc_uvw, metric) * std::sqrt(sq_abs(beam.base_g1, metric))) {
+        mb_fprintf(stdout, "$$ Warning: %s is not perpendicular to the incident beam.\n", what);
+    }
 }
 
 void read_tilt_range(Sd &sd, const TiltRangeTexts &texts, std::FILE *stream) {

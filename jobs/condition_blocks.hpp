@@ -14,6 +14,9 @@ namespace orvel {
 // "INCIDENT_BEAM{" .. "}INCIDENT_BEAM": inc_uvw, nor_uvw, base_g1, H_tilt, G_tilt, acc_voltage.
 IncidentBeam read_incident_beam(std::FILE *stream);
 
+// Tells of a base_g1 outside the zero-order Laue zone; `what` it is to the job.
+void warn_base_g1(const IncidentBeam &beam, const Metric &metric, const char *what);
+
 // What a job says about its tilt range.
 struct TiltRangeTexts {
     const char *hint;              // when the block is not where it must be

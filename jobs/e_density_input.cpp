@@ -115,6 +115,7 @@ ProjectedMapConditions input_density_proj_data(const Csd &csd, const std::string
     require_memory(bytes_per_beam * sd.beams.size(), "the coefficients of the maps");
     reflex_dump_csd(sd, csd, base_name, 0);
     set_disksize(sd, stderr);
+    warn_base_g1(sd.beam, csd.metric, "g1, the x axis of the map,");
     warn_constant_map(sd.beams);
     warn_other_zones(sd);
     chk_data("}BEAM_SEARCH", stream);

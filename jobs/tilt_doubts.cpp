@@ -48,7 +48,7 @@ bool excitations_cancel(const WorkCalInt &work, Branches taken) {
 } // namespace
 
 Branches branches_of_waves() {
-    return epsilon.bc_accuracy == 1.0 ? Branches::all : Branches::single;
+    return epsilon.bc_accuracy >= 1.0 ? Branches::all : Branches::single;
 }
 
 int doubts_of(const WorkCalInt &work, Branches taken) {

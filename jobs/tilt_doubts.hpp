@@ -16,7 +16,7 @@ inline constexpr int all_marks = singular_mark | balanced_mark | unfolded_mark;
 // What a job takes from the branches of a tilt: their sum, or single ones.
 enum class Branches { all, single };
 
-// Sums when bc_accuracy is 1.
+// Sums when bc_accuracy keeps them all.
 Branches branches_of_waves();
 
 // The marks of the tilt that was solved last. Without absorption the excitations |alpha|^2 add up

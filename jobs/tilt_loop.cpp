@@ -6,6 +6,9 @@
 #include "jobs/pattern_solver.hpp"
 #include "jobs/tilt_threads.hpp"
 
+#include <algorithm>
+#include <cmath>
+
 namespace orvel {
 
 namespace {
@@ -25,21 +28,24 @@ void chk_job_memory(const Sd &sd, double result_bytes, TiltOrder order, double t
     const double table_size = static_cast<double>(sd.reflections.size()) * num_thick;
     const double row = result_bytes > 0.0 ? result_bytes * tilts + sizeof(void *) : 0.0;
     const double results = ranks().rank() == 0 ? row * table_size : 0.0;
-    const double own_tilts = ranks().rank() == 0 ? tilts : tilts / ranks().size();
+    const double own_tilts = ranks().rank() == 0 ? tilts : std::ceil(tilts / ranks().size());
     const double table = result_bytes * table_size;
     // Of a tilt as it is solved, of one that follows from it, of one on its way.
     const double tables = 3.0 * table;
     const double work = work_cal_int_bytes(sd.beams.size(), static_cast<int>(num_thick)) + tables;
+    const bool shared = order == TiltOrder::side_by_side;
     const double propagation =
-        use_propagation() && order == TiltOrder::side_by_side
+        use_propagation() && shared
             ? propagation_bytes(sd, most_propagated) + most_propagated * 2.0 * table
             : 0.0;
-    const int threads = order == TiltOrder::side_by_side ? num_tilt_threads(tilts) : 1;
-    const double each = sizeof(complex) * n * n + threads * (work + propagation);
+    const auto threads = [&](double of_tilts) { return shared ? num_tilt_threads(of_tilts) : 1; };
     // In a shared job rank 0 asks for all of its machine, before they go on and take theirs.
-    const bool shared = order == TiltOrder::side_by_side;
     const int asked_for = shared && ranks().rank() == 0 ? ranks().on_machine() : 1;
-    require_memory(asked_for * each + results + table_bytes * table_size + listed_bytes * own_tilts,
+    const double others = std::min<double>(asked_for, tilts) - 1.0;
+    const double solving = threads(ranks().rank() == 0 ? tilts : own_tilts) +
+                           others * threads(std::ceil(tilts / ranks().size()));
+    require_memory(asked_for * sizeof(complex) * n * n + solving * (work + propagation) + results +
+                       table_bytes * table_size + listed_bytes * own_tilts,
                    asked_for > 1 ? "the potential matrix, the tilts and the results of the ranks"
                                  : "the potential matrix, the tilts and the results");
     if (shared) {

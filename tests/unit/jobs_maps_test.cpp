@@ -330,9 +330,15 @@ TEST(MapJobs, TellOfBeamsThatMakeNoMap) {
         }
         const ProgramRun run = run_parameter_file(
             run_text(potential_3d, "", magnesia, block_3d("UNITCELL_XYZ\n2 2 2\n", c.beams)));
-        // A unit-cell map has reflections of its own.
+        // A unit-cell map has reflections, and axes, of its own.
         EXPECT_FALSE(contains(run.out, constant) || contains(run.out, zones)) << run.out;
     }
+    std::string text =
+        run_text(density_proj, "", magnesia, block_proj(cases[1].beams, range, "20\n"));
+    const std::string g1 = "\n1 0 0\n0\n0\n200\n";
+    text.replace(text.find(g1), g1.size(), "\n1 0 1\n0\n0\n200\n");
+    EXPECT_TRUE(contains(run_parameter_file(text).out,
+                         "$$ Warning: g1, the x axis of the map, is not perpendicular to the"));
 }
 
 TEST(MapJobs, RefuseWhatTheyCannotUse) {

@@ -60,6 +60,7 @@ TEST(Warnings, OfSitesAndCells) {
     const std::string imaginary = site("ANISO\n0.01\n-0.005\n0.01\n0\n0\n0\n", "1\n");
     const std::string oblong = site("ANISO\n0.01\n0.01\n0.02\n0\n0\n0\n", "1\n");
     const std::string half = site("ISO\n0.5\n", "0.5\n");
+    const std::string sparse_off = "1\nSITE{\nMg\n0.333\n0.667\n0.25\nISO\n0.5\n0.3\n1\n}SITE\n";
     const std::string half_off = "1\nSITE{\nMg\n0.333\n0.667\n0.25\nISO\n0.5\n0.5\n1\n}SITE\n";
     const Case cases[] = {
         {cbed(with(&Conditions::tilt, "0\n0\n")), nullptr},
@@ -70,6 +71,7 @@ TEST(Warnings, OfSitesAndCells) {
         {cbed_of(hexagonal, one_site("0.3333\n0.6667\n0.25\n", 1.0)), nullptr},
         {cbed_of(hexagonal, one_site("0.333\n0.667\n0.25\n", 1.0)),
          "atoms of site 1 and site 1 are 0.00"},
+        {cbed_of(hexagonal, sparse_off), "apart, with an occupancy of 0.9 together."},
         {cbed_of(hexagonal, half_off), "apart, with an occupancy of 1.5 together."},
         {cbed_of(al, "2\n" + half + half), nullptr},
         {cbed_of(al, "3\n" + half + half + half),

@@ -115,6 +115,7 @@ class Plot {
 
     set(content) {
         this.content = content;
+        tell(this.readout, this.valuesAt(0)); // the room that values take, before there are any
         this.tell();
         this.draw();
     }
@@ -250,14 +251,17 @@ class Plot {
         this.point(best);
     }
 
-    // The values at the cursor.
-    tell() {
+    valuesAt(index) {
         const { series, xLabel } = this.content;
-        const index = this.cursor;
-        tell(this.readout, index < 0 || !series.length || index >= series[0].x.length ? '' :
+        return index < 0 || !series.length || index >= series[0].x.length ? '' :
             `${xLabel}: ${number(series[0].x[index])}   ` + series.map((s) =>
                 `${s.name}: ${number(s.y[index])}` +
-                (s.weight ? ` (${number(s.weight[index], 3)})` : '')).join('   '));
+                (s.weight ? ` (${number(s.weight[index], 3)})` : '')).join('   ');
+    }
+
+    // The values at the cursor.
+    tell() {
+        tell(this.readout, this.valuesAt(this.cursor));
     }
 
     point(index) {
