@@ -111,10 +111,10 @@ std::filesystem::path follow_links(std::filesystem::path path) {
 
 // The name with a suffix, cut at its front where it would be too long for a file.
 std::filesystem::path name_beside(const std::filesystem::path &target, const std::string &suffix) {
-    constexpr std::size_t usual = 255;
+    constexpr long usual = 255; // where a system tells more, it counts letters otherwise
     const std::string folder = target.has_parent_path() ? target.parent_path().string() : ".";
     const long told = pathconf(folder.c_str(), _PC_NAME_MAX);
-    const std::size_t longest = told > 0 ? static_cast<std::size_t>(told) : usual;
+    const auto longest = static_cast<std::size_t>(told > 0 ? std::min(told, usual) : usual);
     const std::string name = target.filename().string() + suffix;
     const std::size_t cut = name.size() > longest ? name.size() - longest : 0;
     return target.parent_path() / name.substr(cut);

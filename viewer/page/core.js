@@ -158,10 +158,12 @@ function tell(readout, text) {
     }
 }
 
-// Keys for a canvas; those that go with Ctrl, Alt or Cmd are the browser's.
+// Keys for a canvas; those that go with Ctrl, Alt or Cmd are the browser's, unless that is how a
+// keyboard types a bracket.
 function onKey(canvas, act) {
     canvas.addEventListener('keydown', (event) => {
-        if (event.getModifierState('AltGraph') || !(event.ctrlKey || event.altKey || event.metaKey)) {
+        const typed = event.getModifierState('AltGraph') || (event.altKey && /^\W$/.test(event.key));
+        if (typed || !(event.ctrlKey || event.altKey || event.metaKey)) {
             act(event);
         }
     });
