@@ -120,21 +120,16 @@ std::filesystem::path name_beside(const std::filesystem::path &target, const std
     return target.parent_path() / name.substr(cut);
 }
 
-// Leaves the name to a result, not worth the loss of what the console tells: what it writes on goes
-// with the file to a name that is free. False where that fails.
+// Where the console writes to a file of this name, the file gets another one that is free, for a
+// result is worth as much as what the console tells. False where that fails.
 bool set_console_aside(const std::filesystem::path &name) {
     std::FILE *other = console_beside(name.string());
     if (other == nullptr) {
         return true;
     }
     std::filesystem::path aside = name_beside(name, ".console");
-    std::error_code failed;
-    for (int i = 1; std::filesystem::symlink_status(aside, failed).type() !=
-                    std::filesystem::file_type::not_found;
-         ++i) {
-        if (failed) {
-            return false;
-        }
+    std::error_code ignored;
+    for (int i = 1; exists(std::filesystem::symlink_status(aside, ignored)); ++i) {
         aside = name_beside(name, ".console" + std::to_string(i));
     }
     if (std::rename(name.c_str(), aside.c_str()) != 0) {

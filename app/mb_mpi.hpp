@@ -83,8 +83,8 @@ void chk_no_input(const std::string &path);
 // Opens a file for writing, truncating it; a link leads to its target. The stream is null on
 // failure, also where a file of an earlier run may not be written to. A name that leads to a file
 // of protect_input ends the run as chk_no_input does. One of the console that is written in place
-// ends it as protect_input does; beside, its file is renamed to NAME.console, or the next free name, which is told. In a
-// rank other than 0 what is written goes nowhere.
+// ends it as protect_input does; beside, the console's file is renamed to NAME.console, or the next
+// free name, which is told. In a rank other than 0 what is written goes nowhere.
 OutputFile open_output(const std::string &path, Writing writing);
 
 // Opens a file for writing. On failure: "$$ Cannot open %s. Abort.\n" on standard error, exit
