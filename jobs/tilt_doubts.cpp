@@ -29,7 +29,7 @@ double excitation_of_coinciding(const WorkCalInt &work) {
 }
 
 // The bounds for single branches are measured: of 1394 solutions with a sum above 1.05 the 1288 on
-// which both eigen-solvers agree have sums up to 3.4, and next to nothing in branches that coincide.
+// which both eigen-solvers agree have sums up to 3.4 and next to nothing in branches that coincide.
 bool excitations_cancel(const WorkCalInt &work, Branches taken) {
     constexpr double without_digits = 1e16; // 8 of the 16 of an amplitude are left
     constexpr double beyond_absorption = 1e4;
