@@ -80,9 +80,10 @@ void for_each_amplitude(const TiltProblem &problem, WorkCalInt &work, Put put) {
     }
 }
 
-// A solver that gives up leaves its outputs as they are: then they are no numbers, and not those of
-// the tilt before.
+// A solver that gives up, or is not asked, leaves its outputs as they are: then they are no numbers,
+// and nothing is those of the tilt before.
 void poison_solution(WorkCalInt &work) {
+    work.eigmat.is_balanced = false;
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     std::fill_n(work.eigval.data(), work.n_exact, complex{nan, nan});
     for (int i = 0; i < work.n_exact; ++i) {

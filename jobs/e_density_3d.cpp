@@ -85,10 +85,14 @@ BeamList fft_reflections(const UnitCellMapConditions &map) {
     return list;
 }
 
-void warn_no_reflections(const UnitCellMapConditions &map) {
-    if (std::min({map.nx, map.ny, map.nz}) == 1) {
+void warn_short_axis(const UnitCellMapConditions &map) {
+    const int shortest = std::min({map.nx, map.ny, map.nz});
+    if (shortest == 1) {
         mb_fprintf(stdout,
                    "$$ Warning: no reflection fits on an axis of 1 point; the maps are 0.\n");
+    } else if (shortest == 2) {
+        mb_fprintf(stdout, "$$ Warning: the index 0 alone fits on an axis of 2 points; the maps are "
+                           "constant along it.\n");
     }
 }
 
@@ -98,7 +102,7 @@ UnitCellMapConditions input_unitcell_map(Csd &csd, InputFile &stream,
     UnitCellMapConditions map = input_density_3d_data(csd, base_name, stream);
     report_reflections(map);
     chk_sizes(map, csd.group);
-    warn_no_reflections(map);
+    warn_short_axis(map);
     mb_fprintf(stdout, "Potential.\n");
     return map;
 }

@@ -161,6 +161,21 @@ TEST(UnitCellMaps, FileIsWrittenInRowsAlongC) {
     EXPECT_EQ(run.read("run_ptim.3ed"), expected);
 }
 
+TEST(UnitCellMaps, AreConstantAlongAnAxisOfTwoPoints) {
+    const ProgramRun run = run_parameter_file(
+        run_text(potential_3d, "", orthogonal, block_3d("UNITCELL_XYZ\n8 2 4\n")));
+    ASSERT_EQ(run.status, 0) << run.out << run.err;
+    EXPECT_TRUE(contains(run.out, "the maps are constant along it.")) << run.out;
+    const Volume v = read_volume(run.read("run_pt.3ed"));
+    expect_periodic(v);
+    for (int i = 0; i < v.n[0]; ++i) {
+        for (int k = 0; k < v.n[2]; ++k) {
+            EXPECT_EQ(v.at(i, 0, k), v.at(i, 1, k));
+        }
+    }
+    EXPECT_GT(v.largest(), v.smallest());
+}
+
 TEST(UnitCellMaps, JobsAgreeOnTheElasticPotential) {
     const std::string range = block_3d("UNITCELL_XYZ\n8 16 16\n");
     for (const CrystalText *crystal : {&orthogonal, &silicon, &anisotropic}) {

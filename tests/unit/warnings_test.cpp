@@ -182,6 +182,9 @@ TEST(Warnings, OfConditions) {
     loose.beams = "0\n3 0\n0 0 0\n1 0 0\n2 0 0\n";
     Conditions loose_right = loose;
     loose_right.settings = "eigmat_func 1\n";
+    Conditions beyond = loose; // the sphere ends at H = 109: 7 of 21 tilts have a matrix
+    beyond.grid = "1\n21\n300\n";
+    beyond.tilt = "0\n0\n";
     Conditions bragg; // the Bethe beam at its Bragg condition, without absorption
     bragg.crystal = CrystalText{"", al, one_site("0\n0\n0\n", 0.0)}.block();
     bragg.beams = "0\n2 1\n0 0 0\n0 2 0\n2 0 0\n";
@@ -227,6 +230,7 @@ TEST(Warnings, OfConditions) {
         {bragg.tfringe("2\n0 800\n"), folded},
         {simple.tfringe("2\n0 800\n"), folded},
         {cbed(loose), traded},
+        {cbed(beyond), "eigmat_func 0 balanced the matrix of 7 tilts"},
         {loose.tfringe("2\n0 800\n"), traded},
         {loose.dispsurf("1 2\n", "1\n1 0 0\n", "1\n300\n"), traded},
         {loose.bloch("2 2\n0 1\n0 1\n", "1 2\n"), traded},
