@@ -79,7 +79,10 @@ double distance(const Position &p, const Position &q, const Metric &metric) {
     return abs_r_uvw({shift(0), shift(1), shift(2)}, metric);
 }
 
-// The atoms within a small distance of a site's first one, itself among them.
+// From here on an occupancy is that of more than one atom.
+constexpr double one_atom = 1.01;
+
+// The atoms that are with a site's first one in one place, itself among them.
 struct Crowd {
     double occupancy = 0.0;                               // together
     std::size_t farthest = 0;                             // site of the farthest of them
@@ -89,13 +92,17 @@ struct Crowd {
 
 Crowd atoms_around(std::size_t site, std::size_t begin, std::size_t end, const Csd &csd) {
     constexpr double nearest = 0.4; // A
+    constexpr double bond = 0.7;    // A, shorter than any
     const Position place = csd.sites[site].position();
     Crowd crowd = {0.0, site, 0.0};
     for (std::size_t i = begin; i < end; ++i) {
+        // Split atoms come near each other; of others, both cannot be there.
+        const double both = csd.sites[site].occupancy + csd.sites[i].occupancy;
+        const double limit = both > one_atom ? bond : nearest;
         std::vector<Position> near;
         for (const SymOp &op : csd.group.ops) {
             const Position image = gen_pos(csd.sites[i].position(), op);
-            if (distance(image, place, csd.metric) < nearest) {
+            if (distance(image, place, csd.metric) < limit) {
                 near.push_back(image);
             }
         }
@@ -131,7 +138,7 @@ void warn_close_atoms(const Csd &csd) {
         const Crowd crowd =
             with_others ? atoms_around(i, 0, n, csd) : atoms_around(i, i, i + 1, csd);
         // A single atom with such an occupancy is told by itself.
-        const bool is_crowded = crowd.occupancy > std::max(1.01, csd.sites[i].occupancy);
+        const bool is_crowded = crowd.occupancy > std::max(one_atom, csd.sites[i].occupancy);
         if (is_crowded || (crowd.own < rounded && epsilon.auto_multiplicity_off == 0)) {
             mb_fprintf(stdout,
                        "$$ Warning: atoms of site %zu and site %zu are %g A apart, with an "

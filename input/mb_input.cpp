@@ -45,6 +45,15 @@ LeadingNumber leading_number(const std::string &token) {
     return {value, end != token.c_str() && *end == '\0'};
 }
 
+// Whether a token behind a number is a unit, perhaps in brackets, that no field has.
+bool is_other_unit(const std::string &token) {
+    const std::size_t first = token.find_first_not_of("([");
+    const std::string word = first == std::string::npos
+                                 ? std::string()
+                                 : token.substr(first, token.find_first_of(")]", first) - first);
+    return word == "nm" || word == "pm" || word == "mrad" || word == "rad";
+}
+
 template <std::size_t N> std::array<double, N> fget_fields(std::FILE *stream, const char *what) {
     std::array<double, N> numbers = {};
     const std::string line = fget_line(stream, what);
@@ -202,12 +211,21 @@ void chk_number_count(int least, int most, const std::string &line, int first) {
         mb_fprintf(stdout, "$$ Warning: \"%s\" holds %d of %d numbers; what is missing is 0.\n",
                    line.c_str(), present, least);
     }
+    if (present <= most) {
+        return;
+    }
     // What begins with a word is a remark.
-    if (present > most && leading_number(*(tokens.begin() + first + most)).is_all &&
-        may_warn(Told::line)) {
+    const std::string &next = tokens[static_cast<std::size_t>(first) + most];
+    if (leading_number(next).is_all && may_warn(Told::line)) {
         mb_fprintf(stdout,
                    "$$ Warning: \"%s\" holds more than %d number%s; the rest is not read.\n",
                    line.c_str(), most, most == 1 ? "" : "s");
+    }
+    if (is_other_unit(next) && may_warn(Told::line)) {
+        mb_fprintf(stdout,
+                   "$$ Warning: \"%s\": the unit is not read; the number counts in that of its "
+                   "field.\n",
+                   line.c_str());
     }
 }
 

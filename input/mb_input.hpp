@@ -50,7 +50,7 @@ bool may_warn(Told kind);
 void restart_warnings();
 
 // Warns of a line that holds fewer numbers than the least it needs, or another one behind the most
-// that are read; they begin with token number `first`.
+// that are read, or a unit there that no field has; they begin with token number `first`.
 void chk_number_count(int least, int most, const std::string &line, int first = 0);
 
 // The end of a parameter file that has been read. Warns of a line that is left in it.

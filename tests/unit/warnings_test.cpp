@@ -57,6 +57,10 @@ TEST(Warnings, OfSitesAndCells) {
     const auto site = [](const std::string &displacement, const std::string &occupancy) {
         return "SITE{\nAl\n0\n0\n0\n" + displacement + occupancy + "1\n}SITE\n";
     };
+    const auto two_sites = [](const std::string &x, const std::string &occupancy) {
+        const std::string rest = "\n0\n0\nISO\n0.5\n" + occupancy + "\n1\n}SITE\n";
+        return "2\nSITE{\nH\n0" + rest + "SITE{\nH\n" + x + rest;
+    };
     const std::string imaginary = site("ANISO\n0.01\n-0.005\n0.01\n0\n0\n0\n", "1\n");
     const std::string oblong = site("ANISO\n0.01\n0.01\n0.02\n0\n0\n0\n", "1\n");
     const std::string half = site("ISO\n0.5\n", "0.5\n");
@@ -76,6 +80,10 @@ TEST(Warnings, OfSitesAndCells) {
         {cbed_of(al, "2\n" + half + half), nullptr},
         {cbed_of(al, "3\n" + half + half + half),
          "atoms of site 1 and site 3 are 0 A apart, with an occupancy of 1.5 together."},
+        {cbed_of(cubic(1, 10.0), two_sites("0.06", "1")),
+         "atoms of site 1 and site 2 are 0.6 A apart, with an occupancy of 2 together."},
+        {cbed_of(cubic(1, 10.0), two_sites("0.06", "0.5")), nullptr},
+        {cbed_of(cubic(1, 10.0), two_sites("0.074", "1")), nullptr}, // of hydrogen
         {cbed_of(al, "1\n" + imaginary), "the displacements of atom 1 are imaginary"},
         {cbed_of(al, "1\n" + oblong), "the displacements of atom 1 lack the symmetry"},
         {cbed_of(al, one_site("0\n0\n0\n", 9.5)), "B of atom 1 is 9.5, beyond the table"},
@@ -159,6 +167,9 @@ TEST(Warnings, OfWhatIsReadOtherwise) {
          "\"2 0\" holds 2 of 3 numbers; what is missing is 0."},
         {cbed(with(&Conditions::incidence, "0 0 1\n0 0 1\n2 0 0 0\n")),
          "\"2 0 0 0\" holds more than 3 numbers; the rest is not read."},
+        {cbed(with(&Conditions::tilt, "0\n0\n"), "1\n50 nm\n"),
+         "\"50 nm\": the unit is not read; the number counts in that of its field."},
+        {cbed(with(&Conditions::tilt, "3 (mrad)\n0\n")), "\"3 (mrad)\": the unit is not read"},
         {cbed(with(&Conditions::incidence, "0 0 1 beam, 100 A\n0 0 1\n2 0 0\n")), nullptr},
         {cbed(with(&Conditions::tilt, "0\n0\n")) + "\nCOHERENT{\n",
          "\"COHERENT{\" and what follows it is not read."},
