@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <mutex>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -150,6 +151,15 @@ bool is_writable(const std::filesystem::path &path) {
     return true;
 }
 
+// As far as the run may: others than root give files to none but their own groups.
+void keep_owner(std::FILE *file, const std::filesystem::path &replaced) {
+    struct stat found = {};
+    if (stat(replaced.c_str(), &found) == 0 &&
+        fchown(fileno(file), found.st_uid, found.st_gid) != 0) {
+        std::ignore = fchown(fileno(file), static_cast<uid_t>(-1), found.st_gid);
+    }
+}
+
 OutputFile open_beside(const std::string &path, const std::filesystem::path &target,
                        const std::filesystem::file_status &status) {
     const bool exists = std::filesystem::exists(status);
@@ -167,6 +177,7 @@ OutputFile open_beside(const std::string &path, const std::filesystem::path &tar
     }
     OutputFile file(path, target.string(), temporary.string());
     if (file != nullptr && exists) {
+        keep_owner(file, target);
         std::error_code ignored;
         std::filesystem::permissions(temporary, status.permissions(), ignored);
     }

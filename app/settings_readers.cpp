@@ -96,7 +96,8 @@ constexpr Key<EpsilonSettings> settings_keys[] = {
 void warn_other_key(const char *line, const char *key) {
     const std::string first = tokens_of(line).front();
     const auto in_name = [](unsigned char c) { return std::isalnum(c) || c == '_' || c == '.'; };
-    if (!first.ends_with(key) || !std::all_of(first.begin(), first.end(), in_name)) {
+    if ((!first.ends_with(key) || !std::all_of(first.begin(), first.end(), in_name)) &&
+        may_warn(Told::line)) {
         mb_fprintf(stdout, "$$ Warning: the line of %s sets %s, to its second word.\n",
                    first.c_str(), key);
     }

@@ -80,7 +80,7 @@ void for_each_amplitude(const TiltProblem &problem, WorkCalInt &work, Put put) {
     }
 }
 
-// A solver that gives up, or is not asked, leaves its outputs as they are: then they are no numbers,
+// A solver that gives up or is not asked leaves its outputs as they are: then they are no numbers,
 // and nothing is those of the tilt before.
 void poison_solution(WorkCalInt &work) {
     work.eigmat.is_balanced = false;

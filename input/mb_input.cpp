@@ -3,6 +3,8 @@
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -254,19 +256,15 @@ double to_double(const std::string &token) {
 }
 
 int to_int(const std::string &token) {
-    const long value = std::strtol(token.c_str(), nullptr, 10);
-    const LeadingNumber number = leading_number(token);
-    const bool is_read_whole = number.is_all && static_cast<double>(value) == number.value;
+    const long number = std::strtol(token.c_str(), nullptr, 10);
+    const auto value = static_cast<int>(
+        std::clamp<long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+    const LeadingNumber leading = leading_number(token);
+    const bool is_read_whole = leading.is_all && value == leading.value;
     if (!is_read_whole && !token.empty() && may_warn(Told::line)) {
-        mb_fprintf(stdout, "$$ Warning: \"%s\" is read as %ld.\n", token.c_str(), value);
+        mb_fprintf(stdout, "$$ Warning: \"%s\" is read as %d.\n", token.c_str(), value);
     }
-    if (value > std::numeric_limits<int>::max()) {
-        return std::numeric_limits<int>::max();
-    }
-    if (value < std::numeric_limits<int>::min()) {
-        return std::numeric_limits<int>::min();
-    }
-    return static_cast<int>(value);
+    return value;
 }
 
 int truncate_to_int(double value) {

@@ -56,8 +56,8 @@ void calc_disp_surf_ug(const TiltProblem &problem, BranchRange branches,
     for (int p = 0; p < sd.grid.num_pix; ++p) {
         progress_indicator(p, sd.grid.num_pix);
         calc_intensity_with_perturb_ug(problem, sd.grid.kxy[p], work, intensity.get());
-        const bool finite = finite_solution(work) && all_finite(sd, intensity.get());
-        non_finite.add(finite);
+        const auto written = [](double x) { return x * epsilon.intensity_scaling; };
+        non_finite.add(finite_solution(work) && all_finite(sd, intensity.get(), written));
         doubts.add(doubts_of(work, Branches::single));
         largest = std::max(largest, largest_intensity(sd, intensity.get()));
         write_dispsurf_point(sd, branches, sd.grid.pix[p], work, intensity.get(), files);

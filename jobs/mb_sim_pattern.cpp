@@ -271,17 +271,21 @@ void solve_again(PatternRun &run) {
     }
 }
 
-// Of the incident beam; amplitudes count by their parts.
+// The incident beam is 1.
 double largest_intensity(const PatternRun &run) {
+    const auto components = static_cast<std::size_t>(run.kind.components());
     double largest = 0.0;
     for (std::size_t o = 0; o < run.values.extent(0); ++o) {
-        for (std::size_t k = 0; k < run.values.extent(1); ++k) {
+        for (std::size_t k = 0; k < run.values.extent(1); k += components) {
             for (std::size_t p = 0; p < run.values.extent(2); ++p) {
-                largest = std::max(largest, std::fabs(run.values[o][k][p]));
+                const double intensity =
+                    run.kind.coherent ? c_norm({run.values[o][k][p], run.values[o][k + 1][p]})
+                                      : run.values[o][k][p] / epsilon.intensity_scaling;
+                largest = std::max(largest, std::fabs(intensity));
             }
         }
     }
-    return run.kind.coherent ? largest * largest : largest / epsilon.intensity_scaling;
+    return largest;
 }
 
 TiltDoubts count_doubts(const PatternRun &run) {

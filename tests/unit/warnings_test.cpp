@@ -1,5 +1,6 @@
 // One line on the console for what can be calculated, but hardly be meant.
 #include "support/conditions.hpp"
+#include "support/pattern_runs.hpp"
 #include "support/program.hpp"
 
 #include <gtest/gtest.h>
@@ -187,6 +188,8 @@ TEST(Warnings, OfConditions) {
     CrystalText crystal = aluminium;
     crystal.low_order = "1\n1\n2 0 0\n3\n50\n"; // a strange absorption
     Conditions growing = with(&Conditions::crystal, crystal.block());
+    Conditions overflowing = growing;
+    overflowing.settings = "intensity_scaling 1e308\n";
     const Conditions one_way = without_eigenvectors();
     Conditions loose; // 1 0 0, between two that couple, couples to neither
     loose.incidence = "0 0 1\n0 0 1\n2 0 0\n";
@@ -232,6 +235,7 @@ TEST(Warnings, OfConditions) {
         {cbed(with(&Conditions::settings, "eigen_eps 1e-3\n")), "eigen_eps = 0.001 costs digits"},
         {cbed(with(&Conditions::settings, "general_eps 0.1\n")), "general_eps = 0.1"},
         {cbed(growing, "1\n3000\n"), "times the incident beam."},
+        {overflowing.dispsurf("1 2\n", "1\n2 0 0\n", "1\n3000\n"), "25 of 25 tilts gave"},
         {growing.dispsurf("1 2\n", "1\n2 0 0\n", "1\n3000\n"), "times the incident beam."},
         {cbed(one_way), depend},
         {one_way.tfringe("2\n0 800\n"), depend},
@@ -248,6 +252,24 @@ TEST(Warnings, OfConditions) {
         {loose_right.tfringe("2\n0 800\n"), nullptr},
     };
     expect_said(cases);
+}
+
+// What the jobs tell of one tilt, whatever the phases of its amplitudes.
+TEST(Warnings, OfGrowthAreThoseOfTheIntensities) {
+    CrystalText crystal = aluminium;
+    crystal.low_order = "1\n1\n0 0 0\n50\n-20\n"; // gives where others absorb
+    Conditions growing = with(&Conditions::crystal, crystal.block());
+    growing.grid = "0\n1\n0.5\n";
+    const auto told = [](const std::string &run) {
+        const std::string out = run_parameter_file(run).out;
+        const std::size_t at = out.find("$$ Warning: intensities reach ");
+        EXPECT_NE(at, std::string::npos) << out;
+        return at == std::string::npos ? "" : out.substr(at, out.find('\n', at) - at);
+    };
+    const std::string cbed = growing.cbed("1\n0 0 0\n", "1\n300\n");
+    EXPECT_EQ(told(coherent(cbed)), told(cbed));
+    EXPECT_EQ(told(growing.dispsurf("1 2\n", "1\n0 0 0\n", "1\n300\n")), told(cbed));
+    EXPECT_EQ(told(growing.tfringe("2\n0 300\n", "1\n0 0 0\n")), told(cbed));
 }
 
 } // namespace

@@ -15,6 +15,7 @@
 #include <random>
 #include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 namespace orvel::test {
 namespace {
@@ -55,6 +56,20 @@ TEST(Writing, ReplacesWhatMayBeReplaced) {
     EXPECT_TRUE(fs::is_symlink("link") && fs::is_symlink("dangling"));
     EXPECT_EQ(fs::status("old").permissions(), fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(num_files(), 7U);
+}
+
+TEST(Writing, KeepsOwnerAndGroupWhereItMay) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root gives files away";
+    }
+    const WorkFolder folder;
+    write_file("old", "a colleague's");
+    ASSERT_EQ(chown("old", 1234, 4321), 0);
+    write_result("old");
+    struct stat found = {};
+    ASSERT_EQ(stat("old", &found), 0);
+    EXPECT_EQ(read_file("old"), "new");
+    EXPECT_TRUE(found.st_uid == 1234 && found.st_gid == 4321);
 }
 
 // What stands under the name of a temporary is not written into.
