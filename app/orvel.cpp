@@ -156,7 +156,8 @@ int run_orvel(int argc, char **argv) {
 
     protect_input(param_file);
     OutputFile log = mb_fopen_chk_wmode(log_name, Writing::in_place);
-    protect_input(log_name); // from what else the run writes
+    std::setvbuf(log, nullptr, _IOLBF, BUFSIZ); // a run that is killed is told of too
+    protect_input(log_name);                    // from what else the run writes
     mb_fprintf(log, "%s\n", version_text);
     opening_title_log(log);
     mb_fprintf_stdo(log, "parameter_file: %s\n", param_file.c_str());

@@ -57,9 +57,10 @@ struct ProgramInput {
     bool tables = true;               // let the program find the data tables of the project
     std::string standard_output = {}; // where it goes instead of being captured
     std::chrono::seconds limit{120};  // after which a run counts as hanging and is killed
-    std::string interrupt_at = {};    // SIGTERM as soon as there is this file
-    std::string interrupt_said = {};  // or as soon as the output holds this
-    std::vector<int> closed = {};     // descriptors that are closed at the start
+    int interrupt_by = SIGTERM;
+    std::string interrupt_at = {};                   // as soon as there is this file
+    std::string interrupt_said = {};                 // or as soon as the output holds this
+    std::vector<int> closed = {};                    // descriptors that are closed at the start
     std::map<std::string, std::string> links = {};   // name -> target
     std::vector<std::pair<int, rlim_t>> limits = {}; // RLIMIT_..., of the program
     bool unwritable = false; // the working folder, also for a privileged user
@@ -138,7 +139,7 @@ inline int wait_for(pid_t child, const ProgramInput &input, const std::filesyste
             (input.interrupt_said.empty()
                  ? std::filesystem::exists(folder / "work" / input.interrupt_at)
                  : read_file(folder / "out").find(input.interrupt_said) != std::string::npos)) {
-            interrupted = kill(child, SIGTERM) == 0;
+            interrupted = kill(child, input.interrupt_by) == 0;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }

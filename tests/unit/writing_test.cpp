@@ -204,6 +204,20 @@ TEST(Interrupt, TellsHowFarTheRunCame) {
     }
 }
 
+TEST(Interrupt, CannotTakeTheLog) {
+    Conditions conditions;
+    conditions.grid = "1\n300000\n1\n";
+    const ProgramRun run =
+        run_program({.files = {{"run.txt", conditions.dispsurf("1 2\n", "0\n", "1\n100\n")},
+                               {"run_ds.txt", "old"}},
+                     .args = {"run.txt"},
+                     .interrupt_by = SIGKILL,
+                     .interrupt_at = "run_ds.txt.part"});
+    EXPECT_EQ(run.status, 128 + SIGKILL);
+    EXPECT_EQ(run.read("run_ds.txt"), "old");
+    EXPECT_NE(run.read("run_log.txt").find("\nparameter_file: run.txt\n"), std::string::npos);
+}
+
 TEST(Interrupt, ComesAgain) {
     const auto twice = [](int signal, int other, int milliseconds) {
         catch_interrupts();
