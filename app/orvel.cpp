@@ -10,6 +10,7 @@
 #include "input/utils.hpp"
 #include "jobs/jobs.hpp"
 
+#include <cstdio>
 #include <filesystem>
 
 namespace orvel {
