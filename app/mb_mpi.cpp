@@ -37,6 +37,20 @@ std::vector<std::string> &temporaries() {
     return names;
 }
 
+// Open files that are written in place: the log, selections, devices. Changed under ending_mutex.
+std::vector<std::FILE *> &written_in_place() {
+    static std::vector<std::FILE *> streams;
+    return streams;
+}
+
+// Of what is still open.
+bool all_is_written() {
+    const std::vector<std::FILE *> &open = written_in_place();
+    return std::fflush(nullptr) == 0 &&
+           std::all_of(open.begin(), open.end(),
+                       [](std::FILE *stream) { return std::ferror(stream) == 0; });
+}
+
 // A file that was opened for reading, and which one it was.
 struct InputId {
     std::string path;
@@ -217,7 +231,7 @@ void end_run(int status) {
         ranks().note_last_words("");
     }
     // A run that is done early leaves its log to be written here.
-    if (status == 0 && std::fflush(nullptr) != 0) {
+    if (status == 0 && !all_is_written()) {
         std::fputs("$$ Cannot write the log. Abort.\n", stderr);
         status = 1;
     }
@@ -227,11 +241,14 @@ void end_run(int status) {
 
 OutputFile::OutputFile(std::string path, std::string target, std::string temporary)
     : path_(std::move(path)), target_(std::move(target)), temporary_(std::move(temporary)) {
+    const std::lock_guard lock(ending_mutex);
     if (temporary_.empty()) {
         stream_ = std::fopen(target_.c_str(), "w");
+        if (stream_ != nullptr) {
+            written_in_place().push_back(stream_);
+        }
         return;
     }
-    const std::lock_guard lock(ending_mutex);
     temporaries().push_back(temporary_);
     // What stands there, of a run that was killed or a link to elsewhere, is not written into.
     unlink(temporary_.c_str());
@@ -243,7 +260,7 @@ OutputFile::OutputFile(std::string path, std::string target, std::string tempora
 
 OutputFile::~OutputFile() {
     if (stream_ != nullptr) {
-        std::fclose(stream_);
+        close();
         discard_temporary();
     }
 }
@@ -267,9 +284,15 @@ void OutputFile::discard_temporary() {
     }
 }
 
-bool OutputFile::finish() {
+bool OutputFile::close() {
+    const std::lock_guard lock(ending_mutex);
+    std::erase(written_in_place(), stream_);
     const bool failed = std::ferror(stream_) != 0;
-    if (std::fclose(std::exchange(stream_, nullptr)) != 0 || failed) {
+    return std::fclose(std::exchange(stream_, nullptr)) == 0 && !failed;
+}
+
+bool OutputFile::finish() {
+    if (!close()) {
         discard_temporary();
         return false;
     }

@@ -45,6 +45,7 @@ public:
     bool finish();
 
 private:
+    bool close();
     void discard_temporary();
 
     std::FILE *stream_ = nullptr;
@@ -71,8 +72,8 @@ void mb_fflush(std::FILE *stream);
 enum class Writing { beside, in_place };
 
 // A file that this run reads, or writes as it goes on (log, checkpoint): open_output never opens it
-// from here on. Every file that is opened for reading is told here. The run ends where standard
-// output or error is written to it, exit status 1:
+// from here on. Every file that is opened for reading is told here, if it can be before the first
+// one is written. The run ends where standard output or error is written to it, exit status 1:
 // "$$ The console is written to %s, which this run uses. Abort.\n" on the other of the two.
 void protect_input(const std::string &path);
 

@@ -6,9 +6,11 @@
 #include "app/run_settings.hpp"
 #include "app/settings_readers.hpp"
 #include "app/surroundings.hpp"
+#include "crystal/data_tables.hpp"
 #include "input/mb_input.hpp"
 #include "input/utils.hpp"
 #include "jobs/jobs.hpp"
+#include "jobs/tilt_checkpoint.hpp"
 
 #include <cstdio>
 #include <filesystem>
@@ -156,6 +158,10 @@ int run_orvel(int argc, char **argv) {
     chk_name_length(log_name);
 
     protect_input(param_file);
+    for (const char *table : {space_group_table, electron_table, xray_table}) {
+        protect_data_file(table);
+    }
+    protect_checkpoint(base_name);
     OutputFile log = mb_fopen_chk_wmode(log_name, Writing::in_place);
     std::setvbuf(log, nullptr, _IOLBF, BUFSIZ); // a run that is killed is told of too
     protect_input(log_name);                    // from what else the run writes

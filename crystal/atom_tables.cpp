@@ -1,6 +1,7 @@
 #include "crystal/atom_tables.hpp"
 
 #include "app/mb_mpi.hpp"
+#include "crystal/data_tables.hpp"
 #include "input/mb_input.hpp"
 #include "input/utils.hpp"
 
@@ -13,8 +14,6 @@ namespace orvel {
 
 namespace {
 
-constexpr const char *bk_name = "orvelbk.dat";
-constexpr const char *xdt_name = "orvelxdt.dat";
 constexpr const char *delimiters = " ,\t\r\n";
 
 // Reads numbers, per_line to a line, until out is full; the run ends where the file does.
@@ -23,7 +22,7 @@ void read_numbers(std::FILE *stream, int per_line, std::span<double> out) {
     std::array<double, 13> numbers = {};
     for (std::size_t done = 0; done < out.size(); done += static_cast<std::size_t>(per_line)) {
         if (comment_skip_fgets(element_limit, line, stream) == nullptr) {
-            input_exit("$$ %s ends inside a block of numbers. Abort.", bk_name);
+            input_exit("$$ %s ends inside a block of numbers. Abort.", electron_table);
         }
         str_to_fs(per_line, line, numbers.data());
         for (int i = 0; i < per_line; ++i) {
@@ -52,13 +51,13 @@ void find_element(std::FILE *stream, const std::string &element) {
             comment_skip_fgets(element_limit, line, stream);
         }
     }
-    error_exit(stderr, "Element %s was not found in %s", element.c_str(), bk_name);
+    error_exit(stderr, "Element %s was not found in %s", element.c_str(), electron_table);
 }
 
 } // namespace
 
 BkTable read_atom_dat_table(const std::string &element) {
-    InputFile file = fopen_chk_rmode(data_file(bk_name));
+    InputFile file = fopen_chk_rmode(data_file(electron_table));
     BkTable table;
     if (section_follows(file, "DTS")) {
         read_numbers(file, 9, table.dts);
@@ -93,7 +92,7 @@ XrayFactors read_xdt_table(const std::string &element) {
         start == std::string::npos
             ? std::string()
             : element.substr(start, element.find_first_of(" ,\t", start) - start);
-    InputFile file = fopen_chk_rmode(data_file(xdt_name));
+    InputFile file = fopen_chk_rmode(data_file(xray_table));
     char line[line_limit];
     while (comment_skip_fgets(line_limit, line, file) != nullptr) {
         char *rest = nullptr;
@@ -106,7 +105,8 @@ XrayFactors read_xdt_table(const std::string &element) {
         for (double &number : numbers) {
             token = strtok_r(nullptr, delimiters, &rest);
             if (token == nullptr) {
-                input_exit("$$ The line of %s in %s is cut short. Abort.", name.c_str(), xdt_name);
+                input_exit("$$ The line of %s in %s is cut short. Abort.", name.c_str(),
+                           xray_table);
             }
             number = std::strtod(token, nullptr);
         }

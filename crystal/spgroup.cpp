@@ -1,6 +1,7 @@
 #include "crystal/spgroup.hpp"
 
 #include "app/mb_mpi.hpp"
+#include "crystal/data_tables.hpp"
 #include "input/utils.hpp"
 
 #include <algorithm>
@@ -14,7 +15,6 @@ namespace orvel {
 
 namespace {
 
-constexpr const char *table_name = "orvelspg.dat";
 constexpr int line_limit = 100; // of the table, with the closing zero
 constexpr int max_listed_ops = 192;
 
@@ -28,7 +28,7 @@ struct TableHeader {
 };
 
 InputFile open_table() {
-    const std::string path = data_file(table_name);
+    const std::string path = data_file(space_group_table);
     std::error_code ignored;
     InputFile stream(std::filesystem::is_directory(path, ignored) ? nullptr
                                                                   : std::fopen(path.c_str(), "r"));
@@ -52,7 +52,7 @@ TableHeader decode_header(const char *line, const std::vector<std::string> &toke
     if (header.num_ops < 1 || header.num_ops > max_listed_ops) {
         std::string text = line;
         rm_cr(text.data());
-        input_exit("$$ Invalid header line in %s: %s Abort.", table_name, text.c_str());
+        input_exit("$$ Invalid header line in %s: %s Abort.", space_group_table, text.c_str());
     }
     return header;
 }
@@ -85,7 +85,7 @@ std::vector<SymOp> read_listed_ops(std::FILE *stream, const TableHeader &header)
     for (int i = 0; i < header.num_ops; ++i) {
         if (comment_skip_fgets(line_limit, line, stream) == nullptr) {
             input_exit("$$ Space group no. = %d: %s ends after %d of %d operators. Abort.",
-                       header.number, table_name, i, header.num_ops);
+                       header.number, space_group_table, i, header.num_ops);
         }
         ops.push_back(decode_sym_op(rm_cr(line)));
     }
@@ -140,7 +140,7 @@ void add_inversion(std::vector<SymOp> &ops) {
 }
 
 [[noreturn]] void end_invalid_operator(const std::string &text) {
-    input_exit("$$ Invalid operator in %s: %s Abort.", table_name, text.c_str());
+    input_exit("$$ Invalid operator in %s: %s Abort.", space_group_table, text.c_str());
 }
 
 double determinant(const SymOp &op) {

@@ -1,5 +1,6 @@
 #include "dynamics/rfsearch_list.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
 #include "crystal/strct_f.hpp"
@@ -85,6 +86,7 @@ void reflex_dump_csd(const Sd &sd, const Csd &csd, const std::string &base_name,
     StructureFactorTable known = low_order_table(csd, voltage);
     int non_finite = 0;
     for (int i = 0; i < sd.beams.size(); ++i) {
+        chk_interrupt(i, sd.beams.size());
         const Hkl &g = sd.beams.hkl[i];
         ReflectionInfo info;
         info.zone = laue_zone(zone, g);

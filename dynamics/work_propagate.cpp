@@ -128,7 +128,7 @@ PropagationWork::PropagationWork(const TiltProblem &problem, int width)
     rows.reserve(static_cast<std::size_t>(n_out));
     outputs.reserve(static_cast<std::size_t>(n_out));
     PlaneDealer dealer(reals);
-    const int n = padded_order(n_max);
+    const std::size_t n = padded_order(n_max);
     step.packed = dealer.vector(3 * n * n);
     bounds.modulus = dealer.vector(n * n);
     for (double **part : {&bounds.middle, &bounds.factor, &bounds.weight, &bounds.product}) {

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 
 namespace orvel {
 
@@ -36,6 +37,13 @@ bool is_there(const std::string &path) {
     return status.type() != std::filesystem::file_type::not_found;
 }
 
+// Where ORVEL_DATA has a table of that name.
+std::optional<std::string> data_file_elsewhere(const std::string &name) {
+    const char *folder = std::getenv("ORVEL_DATA");
+    return folder == nullptr || *folder == '\0' ? std::nullopt
+                                                : std::optional(std::string(folder) + "/" + name);
+}
+
 } // namespace
 
 InputFile fopen_chk_rmode(const std::string &path) {
@@ -58,12 +66,23 @@ OutputFile fopen_chk_wmode(const std::string &path) {
 }
 
 std::string data_file(const std::string &name) {
-    const char *folder = std::getenv("ORVEL_DATA");
-    if (is_there(name) || folder == nullptr || *folder == '\0') {
+    const std::optional<std::string> elsewhere = data_file_elsewhere(name);
+    if (is_there(name) || !elsewhere) {
         return name;
     }
-    const std::string elsewhere = std::string(folder) + "/" + name;
-    return is_there(elsewhere) ? elsewhere : name;
+    if (is_there(*elsewhere)) {
+        return *elsewhere;
+    }
+    mb_fprintf(stdout, "$$ Warning: %s stands neither here nor, with ORVEL_DATA, at %s.\n",
+               name.c_str(), elsewhere->c_str());
+    return name;
+}
+
+void protect_data_file(const std::string &name) {
+    protect_input(name);
+    if (const std::optional<std::string> elsewhere = data_file_elsewhere(name)) {
+        protect_input(*elsewhere);
+    }
 }
 
 void str2lower(char *str) {

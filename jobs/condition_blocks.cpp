@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 namespace orvel {
@@ -28,9 +29,12 @@ void chk_grid(const TiltGrid &grid) {
                    grid.num_cal_pix_side);
     }
     const double side = grid.num_cal_pix_side;
-    require_memory((sizeof(RealHkl) + sizeof(TiltPoint)) *
-                       (grid.calc_type == 1 ? side : side * side),
-                   "the tilt points");
+    const double points = grid.calc_type == 1 ? side : side * side;
+    require_memory((sizeof(RealHkl) + sizeof(TiltPoint)) * points, "the tilt points");
+    if (points > std::numeric_limits<int>::max()) {
+        input_exit("$$ CALC_KXY_RANGE: %d points along one side are more than %d together. Abort.",
+                   grid.num_cal_pix_side, std::numeric_limits<int>::max());
+    }
 }
 
 // Tells what can be calculated, but hardly be meant.

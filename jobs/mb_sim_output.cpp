@@ -34,19 +34,24 @@ void write_cr_parameters(std::FILE *file, const IncidentBeam &beam, const CellCo
 }
 
 void write_rf_index(std::FILE *file, const Sd &sd, const Metric &metric) {
-    const double scale = sd.grid.num_cal_pix_side / sd.grid.disksize;
     mb_fprintf(file, "RF_INDEX{\n# reflections\n# number of reflections\n%zu\n",
                sd.reflections.size());
     mb_fprintf(file, "# h k l, position (pixel coord)\n");
     for (const int position : sd.reflections) {
         const Hkl &g = sd.beams.hkl[position];
-        const ZolzProjection p = proj_to_zolz(g, sd.beam.inc_uvw, sd.beam.base_g1, metric);
-        mb_fprintf(file, "%d\t%d\t%d\t%g\t%g\n", g.h, g.k, g.l, p.a * scale, p.b * scale);
+        const DiskPosition p = disk_position(g, sd, metric);
+        mb_fprintf(file, "%d\t%d\t%d\t%g\t%g\n", g.h, g.k, g.l, p.x, p.y);
     }
     mb_fprintf(file, "}RF_INDEX\n");
 }
 
 } // namespace
+
+DiskPosition disk_position(const Hkl &g, const Sd &sd, const Metric &metric) {
+    const double scale = sd.grid.num_cal_pix_side / sd.grid.disksize;
+    const ZolzProjection p = proj_to_zolz(g, sd.beam.inc_uvw, sd.beam.base_g1, metric);
+    return {p.a * scale, p.b * scale};
+}
 
 OutputFile open_sim_script(const std::string &base_name, const ResultTexts &texts) {
     OutputFile script = mb_fopen_chk_wmode(base_name + "_kav.txt");

@@ -25,6 +25,13 @@ struct DisplayRange {
     double min = 0.0;
 };
 
+// Where the disk of a reflection lies, in pixels from that of 000: along H and along G.
+struct DiskPosition {
+    double x = 0.0;
+    double y = 0.0;
+};
+DiskPosition disk_position(const Hkl &g, const Sd &sd, const Metric &metric);
+
 // The script "%s_kav.txt" while it is being written.
 OutputFile open_sim_script(const std::string &base_name, const ResultTexts &texts);
 // Tells of the script and how to use it.

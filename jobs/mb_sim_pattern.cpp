@@ -144,7 +144,7 @@ void open_checkpoint(PatternRun &run) {
         input_exit("$$ checkpoint_seconds = %d: 0 (never) or more are needed. Abort.",
                    dbg.checkpoint_seconds);
     }
-    const std::string path = dbg.base_name + "_checkpoint";
+    const std::string path = checkpoint_path(dbg.base_name);
     int found = 0;
     run.checkpoint.open(path, fingerprint(run).value(), run.problem.sd.grid.num_pix,
                         values_of_tilt(run), [&](int p, int kept, std::span<const double> values) {
@@ -345,7 +345,7 @@ void calc_pattern(const TiltProblem &problem, std::span<const SymOp> ops, Patter
     run.finite.resize(grid.pix.size());
     run.doubts.resize(grid.pix.size());
     run.slots = alloc_slots(run.solver, grid.num_pix_in);
-    if (ranks().size() > 1) {
+    if (ranks().size() > 1 && !tilts_write()) {
         mb_fprintf(stdout, "$$ The tilts are shared among %d ranks.\n", ranks().size());
     }
     solve_pattern(run);

@@ -4,9 +4,11 @@
 #include "app/ranks.hpp"
 #include "dynamics/mbfunc_check.hpp"
 #include "dynamics/mbfunc_tilt.hpp"
+#include "jobs/mb_sim_output.hpp"
 #include "jobs/tilt_loop.hpp"
 #include "jobs/tilt_threads.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace orvel {
@@ -45,7 +47,11 @@ TiltProblem prepare_tilts(Csd &csd, Sd &sd, const complex *const *V, std::FILE *
         mb_fprintf_stdo(log, "$$ Warning: disksize = %g mirrors the places of the reflections.\n",
                         sd.grid.disksize);
     }
-    if (!std::isfinite(sd.grid.num_cal_pix_side / sd.grid.disksize)) {
+    const auto lies_somewhere = [&](int beam) {
+        const DiskPosition p = disk_position(sd.beams.hkl[beam], sd, csd.metric);
+        return std::isfinite(p.x) && std::isfinite(p.y);
+    };
+    if (!std::all_of(sd.reflections.begin(), sd.reflections.end(), lies_somewhere)) {
         mb_fprintf_stdo(log,
                         "$$ Warning: disksize = %g: the positions of the reflections in "
                         "RF_INDEX, which are scaled by its inverse, are not finite numbers.\n",

@@ -1,6 +1,8 @@
 #include "jobs/tilt_checkpoint.hpp"
 
 #include "app/mb_mpi.hpp"
+#include "app/ranks.hpp"
+#include "app/run_settings.hpp"
 
 #include <algorithm>
 #include <array>
@@ -13,7 +15,7 @@ namespace orvel {
 namespace {
 
 // Raised when what a tilt gives, or how it stands in the file, changes.
-constexpr std::array<char, 24> magic = {"orvel checkpoint 1\n"};
+constexpr std::array<char, 24> magic = {"orvel checkpoint 2\n"};
 
 struct Header {
     std::array<char, 24> magic = orvel::magic;
@@ -103,6 +105,17 @@ void Fingerprint::add_bytes(const unsigned char *bytes, std::size_t count) {
     }
 }
 
+std::string checkpoint_path(const std::string &base_name) {
+    return base_name + "_checkpoint";
+}
+
+void protect_checkpoint(const std::string &base_name) {
+    if (dbg.checkpoint_seconds != 0 && ranks().rank() == 0) {
+        chk_no_input(checkpoint_path(base_name));
+        protect_input(checkpoint_path(base_name));
+    }
+}
+
 void TiltCheckpoint::open(const std::string &path, std::uint64_t fingerprint, int num_tilts,
                           std::size_t num_values, const Take &take) {
     Header header;
@@ -110,8 +123,6 @@ void TiltCheckpoint::open(const std::string &path, std::uint64_t fingerprint, in
     header.num_tilts = static_cast<std::uint64_t>(num_tilts);
     header.num_values = num_values;
     path_ = path;
-    chk_no_input(path);
-    protect_input(path); // one that is there must not be the console's, before it is cut
     record_.resize(num_values + 2);
     take_over(path, header, record_, take);
     stream_.reset(std::fopen(path.c_str(), "ab"));

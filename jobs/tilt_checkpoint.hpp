@@ -38,6 +38,14 @@ private:
     std::uint64_t hash_ = 0xcbf29ce484222325ULL;
 };
 
+// "%s_checkpoint".
+std::string checkpoint_path(const std::string &base_name);
+
+// Keeps the checkpoint that an earlier run left from what this one writes before it takes it over,
+// where checkpoint_seconds asks for one. A checkpoint that leads to a file that the run reads, or
+// is the console's, ends it as chk_no_input and protect_input do.
+void protect_checkpoint(const std::string &base_name);
+
 class TiltCheckpoint {
 public:
     // What take() is told of a tilt: its number, its count of kept branches, its values.

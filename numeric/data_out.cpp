@@ -1,5 +1,6 @@
 #include "numeric/data_out.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 
 namespace orvel {
@@ -26,6 +27,7 @@ void print_doublevec(int n, const double *v) {
 
 void fprint_complexmat(std::FILE *stream, int n, const complex *const *m) {
     for (int j = 0; j < n; ++j) {
+        chk_interrupt();
         for (int i = 0; i < n; ++i) {
             mb_fprintf(stream, "%d\t%d\t%g\t%g\n", i, j, m[i][j].re, m[i][j].im);
         }

@@ -30,7 +30,7 @@ struct Planes {
     Planes from(int i, int j) const { return {re_row(i) + j, im_row(i) + j, ld}; }
 };
 
-inline constexpr int round_up_strip(int n) {
+template <class Int> constexpr Int round_up_strip(Int n) {
     return (n + strip - 1) / strip * strip;
 }
 
@@ -54,7 +54,7 @@ public:
         }
     }
     // count doubles, rounded up to whole strips.
-    double *vector(int count) { return take(static_cast<std::size_t>(round_up_strip(count))); }
+    double *vector(std::size_t count) { return take(round_up_strip(count)); }
     // A matrix of order up to n.
     Planes planes(int n) { return planes(round_up_strip(n), n); }
     // One of `rows` rows of up to n columns.

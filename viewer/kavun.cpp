@@ -82,6 +82,30 @@ void write_pictures(const std::string &folder, Draw draw, std::set<std::string> 
     }
 }
 
+// Before the first page is written, which a later one may not be read from.
+void protect_results(const KavScript &script) {
+    const auto protect = [&](const std::string &name) {
+        protect_input(beside(script.path, name));
+    };
+    for (const KavPage &page : script.pages) {
+        for (const CbedCommand &command : page.cbed) {
+            protect(command.result_file);
+        }
+        for (const DispsurfCommand &command : page.dispsurf) {
+            protect(command.surface_file);
+            protect(command.amplitude_file);
+            protect(command.intensity_file);
+        }
+        for (const BlochCommand &command : page.bloch) {
+            protect(command.potential_file);
+            protect(command.base_name + "_kn.txt");
+            for (const BlochCommand::State &state : command.states) {
+                protect(state.file);
+            }
+        }
+    }
+}
+
 void show_page(const KavScript &script, const KavPage &page, const Arguments &arguments,
                std::set<std::string> &written) {
     const std::string html = beside(script.path, page.html_file);
@@ -122,6 +146,7 @@ int run_kavun(int argc, char **argv) {
     const Arguments arguments = read_arguments(argc, argv);
     const KavScript script = read_kav_script(arguments.script);
     warn_unfinished_run(script.path);
+    protect_results(script);
     std::set<std::string> written;
     for (std::size_t i = 0; i < script.pages.size(); ++i) {
         chk_interrupt(static_cast<int>(i), static_cast<int>(script.pages.size()));

@@ -130,6 +130,20 @@ TEST(Kavun, DisagreeingFilesEndTheRun) {
     }
 }
 
+TEST(Kavun, APageCannotReplaceWhatALaterOneIsReadFrom) {
+    const SampleFolder folder("cbed");
+    const std::string result = read_file(folder.file("cbed_rs1.txt"));
+    write_file(folder.file("cbed_kav.txt"),
+               "KAVUN_SCRIPT\nSIM_VISUAL_MODE\n"
+               "HTML_OPEN\np.html\nSIM_VISUALIZE\ncbed_rs0.txt 0.5 1 1\nHTML_CLOSE\n"
+               "HTML_OPEN\nq.html\nSIM_VISUALIZE\ncbed_rs1.txt 0.5 1 1\nHTML_CLOSE\n");
+    std::filesystem::create_symlink("cbed_rs1.txt", folder.file("p.html"));
+    const Outcome o = kavun_on({folder.file("cbed_kav.txt")});
+    expect_one_line(o, "p.html");
+    EXPECT_NE(o.out.find("cbed_rs1.txt, which this run reads or writes."), std::string::npos);
+    EXPECT_EQ(read_file(folder.file("cbed_rs1.txt")), result);
+}
+
 TEST(Kavun, ValuesThatAreNoNumbersAreKept) {
     const SampleFolder folder("cbed");
     const std::string path = folder.file("cbed_rs0.txt");
