@@ -1,5 +1,6 @@
 #include "crystal/low_order_warnings.hpp"
 
+#include "app/mb_debug.hpp"
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
 #include "crystal/equivalents.hpp"
@@ -73,14 +74,57 @@ void warn_friedel_mate(const Hkl &g, const GivenFactors &given, int lof_type,
     }
 }
 
-// Of a structure factor, A, generously: twice that of 000 at the lowest voltage of use.
-double largest_absorptive_part(const Csd &csd) {
-    const bool is_tabled =
-        std::all_of(csd.sites.begin(), csd.sites.end(), [](const AtomSite &site) {
-            return site.af == 0 || site.af == 1; // any other ends the run where it is needed
-        });
-    return is_tabled ? std::max(1.0, 2.0 * c_abs(calc_Fg_inela({0, 0, 0}, csd, 20.0)))
-                     : std::numeric_limits<double>::infinity();
+bool is_tabled(const Csd &csd) {
+    return std::all_of(csd.sites.begin(), csd.sites.end(), [](const AtomSite &site) {
+        return site.af == 0 || site.af == 1; // any other ends the run where it is needed
+    });
+}
+
+// Of a structure factor, A, generously: twice that at the lowest voltage of use.
+double largest_absorptive_part(const Hkl &g, const Csd &csd) {
+    return is_tabled(csd) ? std::max(1.0, 2.0 * c_abs(calc_Fg_inela(g, csd, 20.0)))
+                          : std::numeric_limits<double>::infinity();
+}
+
+// What is bound changes structure factors by less, and mistakes by more: another sign or unit, a
+// modulus, another cell or temperature factor. F_0: that of 000.
+void warn_far_from_tables(const LowOrderF &entry, const Csd &csd, double F_0) {
+    constexpr double far = 0.5;         // of the tables' own
+    constexpr double noticeable = 0.05; // of F_0
+    constexpr double voltage = 100.0;   // elastic parts do not depend on it
+    if (!is_tabled(csd)) {
+        return;
+    }
+    const Hkl &g = entry.hkl;
+    const complex F = csd.lof_type == 1 ? entry.total : given_elastic_part(entry, csd);
+    const auto [tabled, status] = calc_Fg_ela(g, csd, voltage);
+    const double off = c_abs(c_sub(F, tabled));
+    if (status == 0 && off > far * c_abs(tabled) && off > noticeable * F_0 &&
+        may_warn(Told::structure_factor)) {
+        mb_fprintf(stdout,
+                   "$$ Warning: the structure factor given for %d %d %d, %.4g %+.4g i A, is far "
+                   "from that of the tables, %.4g %+.4g i A.\n",
+                   g.h, g.k, g.l, F.re, F.im, tabled.re, tabled.im);
+    }
+}
+
+// Of entries that give it apart (lof_type 3 and 4), and of 000.
+void warn_absorption(const LowOrderF &entry, const Csd &csd) {
+    const Hkl &g = entry.hkl;
+    const bool is_apart = csd.lof_type >= 3;
+    const complex given = c_sub(given_part(entry, csd), given_elastic_part(entry, csd));
+    if (is_apart && c_abs(given) > largest_absorptive_part(g, csd) &&
+        may_warn(Told::structure_factor)) {
+        mb_fprintf(stdout,
+                   "$$ Warning: the absorptive part of the structure factor given for %d %d %d, %g "
+                   "A, is more than absorption explains.\n",
+                   g.h, g.k, g.l, c_abs(given));
+    }
+    // In type 4 what is given is added to that of the tables.
+    if (g == Hkl{} && csd.lof_type != 4 && given.im < 0.0) {
+        mb_fprintf(stdout, "$$ Warning: the absorptive part of the structure factor given for 0 0 "
+                           "0 is negative: the crystal gives electrons.\n");
+    }
 }
 
 } // namespace
@@ -92,7 +136,9 @@ void warn_low_order_factors(const Csd &csd) {
     constexpr double visible = 1e-3; // A
     GivenFactors given;
     const double F_0 = calc_F_0_re(csd);
+    int number = 0;
     for (const LowOrderF &entry : csd.low_order) {
+        chk_interrupt(number++, static_cast<int>(csd.low_order.size())); // sums over all atoms
         const Hkl &g = entry.hkl;
         const complex F = given_part(entry, csd);
         if (c_abs(F) > F_0 && g != Hkl{} && may_warn(Told::structure_factor)) {
@@ -116,6 +162,8 @@ void warn_low_order_factors(const Csd &csd) {
         }
         stock_fg_tbl_sym(g, F, given.total, csd.group.ops);
         stock_fg_tbl_sym(g, given_elastic_part(entry, csd), given.elastic, csd.group.ops);
+        warn_far_from_tables(entry, csd, F_0);
+        warn_absorption(entry, csd);
         const auto is_known = [&](const SymOp &op) {
             return search_g_table(gen_reflex(g, op), given.total) >= 0;
         };
@@ -127,7 +175,7 @@ void warn_low_order_factors(const Csd &csd) {
             return;
         }
     }
-    const double most_absorptive = largest_absorptive_part(csd);
+    const double most_absorptive = largest_absorptive_part({}, csd);
     for (const LowOrderF &entry : csd.low_order) {
         warn_friedel_mate(entry.hkl, given, csd.lof_type, most_absorptive);
     }

@@ -106,9 +106,9 @@ TEST(Warnings, OfGivenStructureFactorsAndConstraints) {
         {cbed_given(aluminium, "1\n1\n1 0 0\n3\n0\n"),
          "the space group forbids the reflection 1 0 0, whose structure factor is given."},
         {cbed_given(rutile, "1\n2\n1 0 0\n3\n0\n"), "forbids the reflection 1 0 0,"},
-        {cbed_given(aluminium, "2\n1\n2 0 0\n3\n0.1\n0 -2 0\n3.1\n0.1\n"),
+        {cbed_given(aluminium, "2\n1\n2 0 0\n6.7\n0.1\n0 -2 0\n6.9\n0.1\n"),
          "the structure factor given for 0 -2 0 does not count"},
-        {cbed_given(aluminium, "2\n1\n2 0 0\n3\n0.1\n0 -2 0\n3\n0.1\n"), nullptr},
+        {cbed_given(aluminium, "2\n1\n2 0 0\n6.7\n0.1\n0 -2 0\n6.7\n0.1\n"), nullptr},
         // Per-site factors of a forbidden reflection: structure factors of rounding errors.
         {cbed_given(silicon, "2\n3\n2 0 0\n3\n0.1\n0 2 0\n3\n0.1\n"), nullptr},
         {cbed_given(gaas, "1\n2\n1 1 1\n17\n20\n"),
@@ -125,6 +125,17 @@ TEST(Warnings, OfGivenStructureFactorsAndConstraints) {
          "the elastic structure factor of 0 0 0 is not real."},
         {cbed_given(aluminium, "1\n1\n0 0 0\n20\n5\n"),
          "the imaginary part of the structure factor of 0 0 0 is more than absorption explains."},
+        // The sign, the unit, f in place of F, the two parts exchanged.
+        {cbed_given(silicon, "1\n2\n1 1 1\n18.2\n0\n"), "given for 1 1 1, 18.2 +0 i A, is far"},
+        {cbed_given(aluminium, "1\n2\n2 0 0\n0.67\n0\n"), "is far from that of the tables, 6.7 "},
+        {cbed_given(aluminium, "1\n2\n2 0 0\n1.8\n0\n"), "is far from that of the tables"},
+        {cbed_given(aluminium, "1\n3\n2 0 0\n0.03\n1.8\n"), "is far from that of the tables"},
+        {cbed_given(aluminium, "1\n3\n2 0 0\n1.8\n0.5\n"),
+         "given for 2 0 0, 1.89782 A, is more than absorption explains."},
+        {cbed_given(aluminium, "1\n3\n0 0 0\n5.9\n-0.05\n"), "the crystal gives electrons."},
+        {cbed_given(aluminium, "1\n1\n0 0 0\n23.6\n-0.3\n"), "the crystal gives electrons."},
+        {cbed_given(aluminium, "1\n3\n0 0 0\n5.9\n0.05\n"), nullptr},
+        {cbed_given(aluminium, "1\n4\n0 0 0\n5.9\n-0.01\n"), nullptr}, // beside the tables'
         {cbed_given(aluminium, "1\n2\n2 0 0\n100\n0\n"), "is larger than that of 0 0 0, "},
         {cbed_given(aluminium, many),
          "structure factors given from 1 5 49 on do not count: with their equivalents they are "
