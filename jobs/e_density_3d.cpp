@@ -91,8 +91,9 @@ void warn_short_axis(const UnitCellMapConditions &map) {
         mb_fprintf(stdout,
                    "$$ Warning: no reflection fits on an axis of 1 point; the maps are 0.\n");
     } else if (shortest == 2) {
-        mb_fprintf(stdout, "$$ Warning: the index 0 alone fits on an axis of 2 points; the maps are "
-                           "constant along it.\n");
+        mb_fprintf(stdout,
+                   "$$ Warning: the index 0 alone fits on an axis of 2 points; the maps are "
+                   "constant along it.\n");
     }
 }
 
