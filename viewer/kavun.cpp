@@ -84,9 +84,7 @@ void write_pictures(const std::string &folder, Draw draw, std::set<std::string> 
 
 // Before the first page is written, which a later one may not be read from.
 void protect_results(const KavScript &script) {
-    const auto protect = [&](const std::string &name) {
-        protect_input(beside(script.path, name));
-    };
+    const auto protect = [&](const std::string &name) { protect_input(beside(script.path, name)); };
     for (const KavPage &page : script.pages) {
         for (const CbedCommand &command : page.cbed) {
             protect(command.result_file);
