@@ -241,14 +241,15 @@ void end_run(int status) {
 
 OutputFile::OutputFile(std::string path, std::string target, std::string temporary)
     : path_(std::move(path)), target_(std::move(target)), temporary_(std::move(temporary)) {
-    const std::lock_guard lock(ending_mutex);
     if (temporary_.empty()) {
         stream_ = std::fopen(target_.c_str(), "w");
         if (stream_ != nullptr) {
+            const std::lock_guard lock(ending_mutex);
             written_in_place().push_back(stream_);
         }
         return;
     }
+    const std::lock_guard lock(ending_mutex);
     temporaries().push_back(temporary_);
     // What stands there, of a run that was killed or a link to elsewhere, is not written into.
     unlink(temporary_.c_str());
@@ -285,8 +286,10 @@ void OutputFile::discard_temporary() {
 }
 
 bool OutputFile::close() {
-    const std::lock_guard lock(ending_mutex);
-    std::erase(written_in_place(), stream_);
+    {
+        const std::lock_guard lock(ending_mutex);
+        std::erase(written_in_place(), stream_);
+    }
     const bool failed = std::ferror(stream_) != 0;
     return std::fclose(std::exchange(stream_, nullptr)) == 0 && !failed;
 }

@@ -86,8 +86,8 @@ double largest_absorptive_part(const Hkl &g, const Csd &csd) {
                           : std::numeric_limits<double>::infinity();
 }
 
-// What is bound changes structure factors by less, and mistakes by more: another sign or unit, a
-// modulus, another cell or temperature factor. F_0: that of 000.
+// Bonds change structure factors by less, and mistakes by more: another sign or unit, a modulus,
+// another cell or temperature factor. F_0: that of 000.
 void warn_far_from_tables(const LowOrderF &entry, const Csd &csd, double F_0) {
     constexpr double far = 0.5;         // of the tables' own
     constexpr double noticeable = 0.05; // of F_0
