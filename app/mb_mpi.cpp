@@ -191,9 +191,9 @@ OutputFile open_beside(const std::string &path, const std::filesystem::path &tar
     }
     OutputFile file(path, target.string(), temporary.string());
     if (file != nullptr && exists) {
-        keep_owner(file, target);
         std::error_code ignored;
         std::filesystem::permissions(temporary, status.permissions(), ignored);
+        keep_owner(file, target); // last: who gives a file away may not change it any more
     }
     return file;
 }

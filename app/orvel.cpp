@@ -136,6 +136,11 @@ void mb_job(const std::string &param_file, const std::string &base_name, std::FI
             return;
         }
     }
+    if (keyword.starts_with("\xef\xbb\xbf")) {
+        mb_fprintf(stdout,
+                   "$$ The parameter file begins with a byte order mark, which is not seen: "
+                   "save it without.\n");
+    }
     mb_fprintf(stdout, "##### Job mode %s is not supported. Abort.\n", keyword.c_str());
     end_run(1);
 }

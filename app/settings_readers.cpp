@@ -103,6 +103,19 @@ void warn_other_key(const char *line, const char *key) {
     }
 }
 
+// A line has one key and its value; what follows is a remark.
+template <class Record, std::size_t N>
+void warn_second_key(const Key<Record> (&keys)[N], const char *line) {
+    const std::vector<std::string> tokens = tokens_of(line);
+    const auto is_next = [&](const Key<Record> &key) {
+        return tokens.size() > 2 && tokens[2] == key.name;
+    };
+    if (std::any_of(std::begin(keys), std::end(keys), is_next) && may_warn(Told::line)) {
+        mb_fprintf(stdout, "$$ Warning: %s is a second key on its line: it is not read.\n",
+                   tokens[2].c_str());
+    }
+}
+
 // Sets the field of the first key that the line holds; false when it holds none.
 template <class Record, std::size_t N>
 bool set_by_key(const Key<Record> (&keys)[N], const char *line, Record &record) {
@@ -111,6 +124,7 @@ bool set_by_key(const Key<Record> (&keys)[N], const char *line, Record &record) 
             continue;
         }
         warn_other_key(line, key.name);
+        warn_second_key(keys, line);
         if (!has_second(line)) {
             input_exit("$$ %s is given no value. Abort.", key.name);
         }
@@ -143,7 +157,7 @@ void read_ini_file() {
         mb_fprintf(stdout, "Cannot find orvel.ini file.  No options.\n");
         return;
     }
-    const InputFile stream = fopen_chk_rmode(ini_name);
+    InputFile stream = fopen_chk_rmode(ini_name);
     mb_fprintf(stdout, "Reading orvel.ini\n");
     mb_fflush(stdout);
 
@@ -153,6 +167,7 @@ void read_ini_file() {
             continue;
         }
         if (std::strstr(line, "INI_PARAM_END") != nullptr) {
+            close_input(stream);
             return;
         }
         mb_fprintf(stdout, "%s is ignored.\n", rm_cr(line));

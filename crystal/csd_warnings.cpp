@@ -92,7 +92,7 @@ struct Crowd {
 
 Crowd atoms_around(std::size_t site, std::size_t begin, std::size_t end, const Csd &csd) {
     constexpr double nearest = 0.4; // A
-    constexpr double bond = 0.7;    // A, shorter than any
+    constexpr double bond = 0.6;    // A, shorter than any, of hydrogen by X-rays too
     const Position place = csd.sites[site].position();
     Crowd crowd = {0.0, site, 0.0};
     for (std::size_t i = begin; i < end; ++i) {

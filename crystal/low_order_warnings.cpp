@@ -74,6 +74,9 @@ void warn_friedel_mate(const Hkl &g, const GivenFactors &given, int lof_type,
     }
 }
 
+// kV, where that of the run, which is read later, makes little difference.
+constexpr double usual_voltage = 100.0;
+
 bool is_tabled(const Csd &csd) {
     return std::all_of(csd.sites.begin(), csd.sites.end(), [](const AtomSite &site) {
         return site.af == 0 || site.af == 1; // any other ends the run where it is needed
@@ -89,17 +92,17 @@ double largest_absorptive_part(const Hkl &g, const Csd &csd) {
 // Bonds change structure factors by less, and mistakes by more: another sign or unit, a modulus,
 // another cell or temperature factor. F_0: that of 000.
 void warn_far_from_tables(const LowOrderF &entry, const Csd &csd, double F_0) {
-    constexpr double far = 0.5;         // of the tables' own
-    constexpr double noticeable = 0.05; // of F_0
-    constexpr double voltage = 100.0;   // elastic parts do not depend on it
+    constexpr double far = 0.5;        // of the tables' own
+    constexpr double noticeable = 0.1; // of F_0
     if (!is_tabled(csd)) {
         return;
     }
     const Hkl &g = entry.hkl;
     const complex F = csd.lof_type == 1 ? entry.total : given_elastic_part(entry, csd);
-    const auto [tabled, status] = calc_Fg_ela(g, csd, voltage);
+    const auto [tabled, status] = calc_Fg_ela(g, csd, usual_voltage);
     const double off = c_abs(c_sub(F, tabled));
-    if (status == 0 && off > far * c_abs(tabled) && off > noticeable * F_0 &&
+    const double absorptive = csd.lof_type == 1 ? largest_absorptive_part(g, csd) : 0.0;
+    if (status == 0 && off > far * c_abs(tabled) && off > std::max(noticeable * F_0, absorptive) &&
         may_warn(Told::structure_factor)) {
         mb_fprintf(stdout,
                    "$$ Warning: the structure factor given for %d %d %d, %.4g %+.4g i A, is far "
@@ -120,8 +123,8 @@ void warn_absorption(const LowOrderF &entry, const Csd &csd) {
                    "A, is more than absorption explains.\n",
                    g.h, g.k, g.l, c_abs(given));
     }
-    // In type 4 what is given is added to that of the tables.
-    if (g == Hkl{} && csd.lof_type != 4 && given.im < 0.0) {
+    const double added = csd.lof_type == 4 ? calc_Fg_inela(g, csd, usual_voltage).im : 0.0;
+    if (g == Hkl{} && given.im + added < 0.0 && may_warn(Told::structure_factor)) {
         mb_fprintf(stdout, "$$ Warning: the absorptive part of the structure factor given for 0 0 "
                            "0 is negative: the crystal gives electrons.\n");
     }

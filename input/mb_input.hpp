@@ -53,7 +53,7 @@ void restart_warnings();
 // that are read, or a unit there that no field has; they begin with token number `first`.
 void chk_number_count(int least, int most, const std::string &line, int first = 0);
 
-// The end of a parameter file that has been read. Warns of a line that is left in it.
+// The end of a file that has been read as far as it counts. Warns of a line that is left in it.
 void close_input(InputFile &stream);
 
 // Standard decimal conversions of a token: what is not a number gives 0. Told where the token is

@@ -67,14 +67,14 @@ OutputFile fopen_chk_wmode(const std::string &path) {
 
 std::string data_file(const std::string &name) {
     const std::optional<std::string> elsewhere = data_file_elsewhere(name);
-    if (is_there(name) || !elsewhere) {
+    if (is_there(name)) {
         return name;
     }
-    if (is_there(*elsewhere)) {
+    if (elsewhere && is_there(*elsewhere)) {
         return *elsewhere;
     }
-    mb_fprintf(stdout, "$$ Warning: %s stands neither here nor, with ORVEL_DATA, at %s.\n",
-               name.c_str(), elsewhere->c_str());
+    mb_fprintf(stdout, "$$ Warning: %s is not in this folder, and ORVEL_DATA names %s.\n",
+               name.c_str(), elsewhere ? "none that holds it" : "no other one");
     return name;
 }
 

@@ -41,7 +41,7 @@ OutputFile fopen_chk_wmode(const std::string &path);
 
 // Where a data table is: `name` in the working directory if there is such a file, else in the
 // folder that the environment variable ORVEL_DATA named at start-up, else `name` as it stands.
-// A pipe or a device in its place ends the run; a folder in vain is told.
+// A pipe or a device in its place ends the run; a table that is nowhere is told.
 std::string data_file(const std::string &name);
 
 // Keeps both places of a table from what the run writes before it reads it (protect_input).

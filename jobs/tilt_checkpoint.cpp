@@ -43,7 +43,8 @@ bool chk_header(std::FILE *stream, const std::string &path, const Header &header
     const auto *bytes = reinterpret_cast<const char *>(&found);
     const auto *expected = reinterpret_cast<const char *>(&header);
     if (!std::equal(bytes, bytes + std::min(count, sizeof found.magic), expected)) {
-        input_exit("$$ %s is not a checkpoint of orvel and stands in the place of one. Abort.",
+        input_exit("$$ %s is not a checkpoint of orvel, or of another version, and stands in the "
+                   "place of one. Abort.",
                    path.c_str());
     }
     if (!std::equal(bytes, bytes + count, expected)) {
