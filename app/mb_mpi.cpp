@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <sys/stat.h>
 #include <tuple>
@@ -31,15 +32,20 @@ std::recursive_mutex ending_mutex;
 // ending_mutex.
 bool end_told = false;
 
+// Never destroyed, since an exit destroys files after it.
+template <class T> std::vector<T> &new_list() {
+    return *std::make_unique<std::vector<T>>().release();
+}
+
 // Results that are being written: an exit destroys no local OutputFile. Changed under ending_mutex.
 std::vector<std::string> &temporaries() {
-    static std::vector<std::string> names;
+    static std::vector<std::string> &names = new_list<std::string>();
     return names;
 }
 
 // Open files that are written in place: the log, selections, devices. Changed under ending_mutex.
 std::vector<std::FILE *> &written_in_place() {
-    static std::vector<std::FILE *> streams;
+    static std::vector<std::FILE *> &streams = new_list<std::FILE *>();
     return streams;
 }
 

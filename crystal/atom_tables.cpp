@@ -24,6 +24,7 @@ void read_numbers(std::FILE *stream, int per_line, std::span<double> out) {
         if (comment_skip_fgets(element_limit, line, stream) == nullptr) {
             input_exit("$$ %s ends inside a block of numbers. Abort.", electron_table);
         }
+        chk_number_count(per_line, per_line, rm_cr(line));
         str_to_fs(per_line, line, numbers.data());
         for (int i = 0; i < per_line; ++i) {
             out[done + static_cast<std::size_t>(i)] = numbers[static_cast<std::size_t>(i)];
@@ -95,6 +96,7 @@ XrayFactors read_xdt_table(const std::string &element) {
     InputFile file = fopen_chk_rmode(data_file(xray_table));
     char line[line_limit];
     while (comment_skip_fgets(line_limit, line, file) != nullptr) {
+        const std::string whole = rm_cr(line);
         char *rest = nullptr;
         const char *token = strtok_r(line, delimiters, &rest);
         if (token == nullptr || name != token) {
@@ -116,6 +118,8 @@ XrayFactors read_xdt_table(const std::string &element) {
             x.gauss[i] = {numbers[1 + 2 * i], numbers[2 + 2 * i]};
         }
         x.c = numbers[9];
+        chk_number_count(static_cast<int>(numbers.size()), static_cast<int>(numbers.size()), whole,
+                         1);
         return x;
     }
     error_exit(stdout, "not found the element (%s) in read_xdt_table", name.c_str());

@@ -116,8 +116,10 @@ void warn_absorption(const LowOrderF &entry, const Csd &csd) {
     const Hkl &g = entry.hkl;
     const bool is_apart = csd.lof_type >= 3;
     const complex given = c_sub(given_part(entry, csd), given_elastic_part(entry, csd));
-    if (is_apart && c_abs(given) > largest_absorptive_part(g, csd) &&
-        may_warn(Told::structure_factor)) {
+    // Where those of the sites cancel, what is left of them does not measure them.
+    const double most =
+        std::max(largest_absorptive_part(g, csd), 0.25 * largest_absorptive_part({}, csd));
+    if (is_apart && c_abs(given) > most && may_warn(Told::structure_factor)) {
         mb_fprintf(stdout,
                    "$$ Warning: the absorptive part of the structure factor given for %d %d %d, %g "
                    "A, is more than absorption explains.\n",

@@ -174,6 +174,22 @@ double component_translation(std::string_view component) {
     return numerator < 0 || denominator < 1 ? -1.0 : static_cast<double>(numerator) / denominator;
 }
 
+// Whether the component, before a remark, has a number that component_translation does not read, as
+// in Z+0.5, Z+1 and Z+1/2/3.
+bool has_other_number(std::string_view component) {
+    component = component.substr(0, component.find('#'));
+    const std::size_t slash = component.find('/');
+    for (std::size_t i = 0; i < component.size(); ++i) {
+        const bool is_number =
+            std::isdigit(static_cast<unsigned char>(component[i])) != 0 || component[i] == '.';
+        const bool in_fraction = slash != component.npos && (i + 1 == slash || i == slash + 1);
+        if ((is_number && !in_fraction) || (component[i] == '/' && i != slash)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // Positions that are reduced to the cell.
 bool coincide(const Position &p, const Position &q) {
     constexpr double tolerance = 0.0001;
@@ -236,7 +252,7 @@ SymOp decode_sym_op(const std::string &text) {
         op[3 + row] = letter_coefficient(component, 'Y');
         op[6 + row] = letter_coefficient(component, 'Z');
         op[9 + row] = component_translation(component);
-        if (op[9 + row] < 0.0) {
+        if (op[9 + row] < 0.0 || has_other_number(component)) {
             end_invalid_operator(text);
         }
     }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -47,13 +48,13 @@ LeadingNumber leading_number(const std::string &token) {
     return {value, end != token.c_str() && *end == '\0'};
 }
 
-// Whether a token behind a number is a unit, perhaps in brackets, that no field has.
+// Whether a token behind a number begins with a unit, perhaps in brackets, that no field has.
 bool is_other_unit(const std::string &token) {
-    const std::size_t first = token.find_first_not_of("([");
-    const std::string word = first == std::string::npos
-                                 ? std::string()
-                                 : token.substr(first, token.find_first_of(")]", first) - first);
-    return word == "nm" || word == "pm" || word == "mrad" || word == "rad";
+    const auto is_bracket = [](char c) { return c == '(' || c == '['; };
+    const auto is_letter = [](unsigned char c) { return std::isalpha(c) != 0; };
+    const auto first = std::find_if_not(token.begin(), token.end(), is_bracket);
+    const std::string word(first, std::find_if_not(first, token.end(), is_letter));
+    return word == "nm" || word == "pm" || word == "um" || word == "mrad" || word == "rad";
 }
 
 template <std::size_t N> std::array<double, N> fget_fields(std::FILE *stream, const char *what) {
@@ -91,6 +92,9 @@ void chk_keyword(const char *keyword, const std::string &found, const char *info
     if (found != keyword) {
         mb_fprintf(stdout, "$$ Data format error has been found at %s.\n$$ Abort.\n", keyword);
         mb_fprintf(stdout, "$$ buf=%s\n", found.c_str());
+        if (tokens_of(found.c_str()) == std::vector<std::string>{keyword}) {
+            mb_fprintf(stdout, "$$ A blank or tab stands before or behind the keyword.\n");
+        }
         if (info != nullptr) {
             mb_fprintf(stdout, "$$%s\n", info);
         }

@@ -281,7 +281,7 @@ double largest_intensity(const PatternRun &run) {
                 const double intensity =
                     run.kind.coherent ? c_norm({run.values[o][k][p], run.values[o][k + 1][p]})
                                       : run.values[o][k][p] / epsilon.intensity_scaling;
-                largest = std::max(largest, std::fabs(intensity));
+                largest = is_finite(intensity) ? std::max(largest, std::fabs(intensity)) : largest;
             }
         }
     }

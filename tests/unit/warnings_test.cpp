@@ -184,6 +184,7 @@ TEST(Warnings, OfWhatIsReadOtherwise) {
          "\"2 0 0 0\" holds more than 3 numbers; the rest is not read."},
         {cbed(with(&Conditions::tilt, "0\n0\n"), "1\n50 nm\n"),
          "\"50 nm\": the unit is not read; the number counts in that of its field."},
+        {cbed(with(&Conditions::tilt, "0\n0\n"), "1\n0.05 um: thin\n"), "the unit is not read;"},
         {cbed(with(&Conditions::tilt, "3 (mrad)\n0\n")), "\"3 (mrad)\": the unit is not read"},
         {cbed(with(&Conditions::incidence, "0 0 1 beam, 100 A\n0 0 1\n2 0 0\n")), nullptr},
         {cbed(with(&Conditions::tilt, "0\n0\n")) + "\nCOHERENT{\n",

@@ -174,6 +174,12 @@ TEST(Interrupt, TellsHowFarTheRunCame) {
                     {"run_ds.txt", "old"}},
           .interrupt_said = "    5%"},
          300000},
+        // With a file of its own that no function closes.
+        {{.files = {{"run.txt", conditions.cbed("0\n", "1\n100\n")},
+                    {"orvel.ini", "vg_sel_chk_flag 1\nINI_PARAM_END\n"},
+                    {"run_ds.txt", "old"}},
+          .interrupt_at = "run.dbg"},
+         300000},
         {{.files = {{"run.txt", conditions.tfringe("3000000\n0 1000\n")}, {"run_ds.txt", "old"}},
           .interrupt_at = "run_int.txt.part"},
          1},
