@@ -91,12 +91,23 @@ TEST(SpaceGroupTable, Failures) {
     EXPECT_EQ(o.status, -1);
     EXPECT_EQ(o.out, "Not found.\n");
 
-    const char *const malformed[] = {
-        "-1 0 5 1 P\nX,Y,Z\n",    "0 0 5 1 P\n",          "2000000000 0 5 1 P\nX,Y,Z\n",
-        "1 0 5 1\nX,Y,Z\n",       "2 0 5 1 P\nX,Y,Z\n",   "1 0 5 1 P\n\n",
-        "1 0 5 1 P\nX,Y\n",       "1 0 5 1 P\nX,Y,Z,X\n", "1 0 5 1 P\nX,X,Z\n",
-        "1 0 5 1 P\nx,y,z\n",     "1 0 5 1 P\n/2X,Y,Z\n", "1 0 5 1 P\nX+1/,Y,Z\n",
-        "1 0 5 1 P\nX+1/0,Y,Z\n", "1 0 4 1 P\n"};
+    const char *const malformed[] = {"-1 0 5 1 P\nX,Y,Z\n",
+                                     "0 0 5 1 P\n",
+                                     "2000000000 0 5 1 P\nX,Y,Z\n",
+                                     "1 0 5 1\nX,Y,Z\n",
+                                     "2 0 5 1 P\nX,Y,Z\n",
+                                     "1 0 5 1 P\n\n",
+                                     "1 0 5 1 P\nX,Y\n",
+                                     "1 0 5 1 P\nX,Y,Z,X\n",
+                                     "1 0 5 1 P\nX,X,Z\n",
+                                     "1 0 5 1 P\nx,y,z\n",
+                                     "1 0 5 1 P\n/2X,Y,Z\n",
+                                     "1 0 5 1 P\nX+1/,Y,Z\n",
+                                     "1 0 5 1 P\nX+1/0,Y,Z\n",
+                                     "1 0 5 1 P\nX,Y,Z+0.5\n",
+                                     "1 0 5 1 P\nX,Y,Z+1\n",
+                                     "1 0 5 1 P\nX,Y,Z+1/2/3\n",
+                                     "1 0 4 1 P\n"};
     for (const char *text : malformed) {
         write_file("orvelspg.dat", text);
         o = outcome_of([] { read_sp_group_tbl(5); });

@@ -193,6 +193,17 @@ TEST(Warnings, OfWhatIsReadOtherwise) {
     expect_said(cases);
 }
 
+// As a spreadsheet of another country writes it.
+TEST(Warnings, OfATableWithADecimalComma) {
+    std::string table = read_file(ORVEL_SOURCE_DIR "/data/orvelxdt.dat");
+    table[table.find('.', table.find("\nAl "))] = ',';
+    const ProgramRun run = run_program(
+        {.files = {{"run.txt", cbed(Conditions{})}, {"orvelxdt.dat", table}}, .args = {"run.txt"}});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.out.find("holds more than 10 numbers; the rest is not read."), std::string::npos)
+        << run.out;
+}
+
 TEST(Warnings, OfConditions) {
     Conditions far = with(&Conditions::beams, "2\n100 1.0 0 0\n0.05 0.1 10000\n");
     far.crystal = CrystalText{"", al, one_site("1e308\n0\n0\n")}.block();
