@@ -105,14 +105,16 @@ void warn_other_key(const char *line, const char *key) {
 
 // A line has one key and its value; what follows is a remark.
 template <class Record, std::size_t N>
-void warn_second_key(const Key<Record> (&keys)[N], const char *line) {
+void warn_second_key(const Key<Record> (&keys)[N], const char *line, const Key<Record> &found) {
     const std::vector<std::string> tokens = tokens_of(line);
-    const auto is_next = [&](const Key<Record> &key) {
-        return tokens.size() > 2 && tokens[2] == key.name;
+    const auto is_second = [&](const Key<Record> &key) {
+        return &key != &found && tokens.size() > 2 &&
+               std::find(tokens.begin() + 2, tokens.end(), key.name) != tokens.end();
     };
-    if (std::any_of(std::begin(keys), std::end(keys), is_next) && may_warn(Told::line)) {
+    const auto *second = std::find_if(std::begin(keys), std::end(keys), is_second);
+    if (second != std::end(keys) && may_warn(Told::line)) {
         mb_fprintf(stdout, "$$ Warning: %s is a second key on its line: it is not read.\n",
-                   tokens[2].c_str());
+                   second->name);
     }
 }
 
@@ -124,7 +126,7 @@ bool set_by_key(const Key<Record> (&keys)[N], const char *line, Record &record) 
             continue;
         }
         warn_other_key(line, key.name);
-        warn_second_key(keys, line);
+        warn_second_key(keys, line, key);
         if (!has_second(line)) {
             input_exit("$$ %s is given no value. Abort.", key.name);
         }

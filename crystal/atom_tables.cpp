@@ -110,7 +110,7 @@ XrayFactors read_xdt_table(const std::string &element) {
                 input_exit("$$ The line of %s in %s is cut short. Abort.", name.c_str(),
                            xray_table);
             }
-            number = std::strtod(token, nullptr);
+            number = to_double(token);
         }
         XrayFactors x;
         x.Z = numbers[0];

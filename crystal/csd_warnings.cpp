@@ -5,6 +5,7 @@
 #include "crystal/atom_positions.hpp"
 #include "crystal/constraint.hpp"
 #include "crystal/csd_parameters.hpp"
+#include "crystal/data_tables.hpp"
 #include "crystal/equivalents.hpp"
 #include "crystal/low_order_warnings.hpp"
 #include "crystal/strct_f.hpp"
@@ -238,6 +239,12 @@ void warn_constraints(const Csd &csd) {
 } // namespace
 
 void warn_crystal(const Csd &csd) {
+    if (!is_group(csd.group.ops)) {
+        mb_fprintf(stdout,
+                   "$$ Warning: the operations of space group %d are no group: its entry in %s is "
+                   "damaged.\n",
+                   csd.group.number, space_group_table);
+    }
     warn_cell(csd);
     for (std::size_t i = 0; i < csd.sites.size(); ++i) {
         warn_site(i + 1, csd.sites[i], csd.bk[i]);

@@ -111,24 +111,21 @@ void warn_far_from_tables(const LowOrderF &entry, const Csd &csd, double F_0) {
     }
 }
 
-// Of entries that give it apart (lof_type 3 and 4), and of 000.
+// Of entries that give it apart (lof_type 3 and 4).
 void warn_absorption(const LowOrderF &entry, const Csd &csd) {
     const Hkl &g = entry.hkl;
-    const bool is_apart = csd.lof_type >= 3;
+    if (csd.lof_type < 3) {
+        return;
+    }
     const complex given = c_sub(given_part(entry, csd), given_elastic_part(entry, csd));
     // Where those of the sites cancel, what is left of them does not measure them.
     const double most =
         std::max(largest_absorptive_part(g, csd), 0.25 * largest_absorptive_part({}, csd));
-    if (is_apart && c_abs(given) > most && may_warn(Told::structure_factor)) {
+    if (c_abs(given) > most && may_warn(Told::structure_factor)) {
         mb_fprintf(stdout,
                    "$$ Warning: the absorptive part of the structure factor given for %d %d %d, %g "
                    "A, is more than absorption explains.\n",
                    g.h, g.k, g.l, c_abs(given));
-    }
-    const double added = csd.lof_type == 4 ? calc_Fg_inela(g, csd, usual_voltage).im : 0.0;
-    if (g == Hkl{} && given.im + added < 0.0 && may_warn(Told::structure_factor)) {
-        mb_fprintf(stdout, "$$ Warning: the absorptive part of the structure factor given for 0 0 "
-                           "0 is negative: the crystal gives electrons.\n");
     }
 }
 
@@ -183,6 +180,19 @@ void warn_low_order_factors(const Csd &csd) {
     const double most_absorptive = largest_absorptive_part({}, csd);
     for (const LowOrderF &entry : csd.low_order) {
         warn_friedel_mate(entry.hkl, given, csd.lof_type, most_absorptive);
+    }
+}
+
+void warn_gain(const Csd &csd, double voltage) {
+    for (const LowOrderF &entry : csd.low_order) {
+        if (entry.hkl == Hkl{}) {
+            const complex F = lofg_to_fg(entry, csd, voltage);
+            if (c_sub(F, given_elastic_part(entry, csd)).im < 0.0) {
+                mb_fprintf(stdout, "$$ Warning: the absorptive part of the structure factor of 0 0 "
+                                   "0 is negative: the crystal gives electrons.\n");
+            }
+            return; // an equivalent behind it does not count
+        }
     }
 }
 

@@ -174,20 +174,19 @@ double component_translation(std::string_view component) {
     return numerator < 0 || denominator < 1 ? -1.0 : static_cast<double>(numerator) / denominator;
 }
 
-// Whether the component, before a remark, has a number that component_translation does not read, as
-// in Z+0.5, Z+1 and Z+1/2/3.
-bool has_other_number(std::string_view component) {
-    component = component.substr(0, component.find('#'));
+// Whether the component has nothing but letters, signs and one fraction of two digits: not Z+0.5,
+// Z+1, Z+1/2/3 or a remark.
+bool is_well_formed(std::string_view component) {
     const std::size_t slash = component.find('/');
     for (std::size_t i = 0; i < component.size(); ++i) {
-        const bool is_number =
-            std::isdigit(static_cast<unsigned char>(component[i])) != 0 || component[i] == '.';
-        const bool in_fraction = slash != component.npos && (i + 1 == slash || i == slash + 1);
-        if ((is_number && !in_fraction) || (component[i] == '/' && i != slash)) {
-            return true;
+        const bool in_fraction =
+            slash != component.npos && (i + 1 == slash || i == slash || i == slash + 1);
+        if (!in_fraction &&
+            std::string_view("XYZ+- \t").find(component[i]) == std::string_view::npos) {
+            return false;
         }
     }
-    return false;
+    return true;
 }
 
 // Positions that are reduced to the cell.
@@ -252,7 +251,7 @@ SymOp decode_sym_op(const std::string &text) {
         op[3 + row] = letter_coefficient(component, 'Y');
         op[6 + row] = letter_coefficient(component, 'Z');
         op[9 + row] = component_translation(component);
-        if (op[9 + row] < 0.0 || has_other_number(component)) {
+        if (op[9 + row] < 0.0 || !is_well_formed(component)) {
             end_invalid_operator(text);
         }
     }
@@ -275,6 +274,28 @@ Position gen_pos(const Position &p, const SymOp &op) {
         q[i] = op[i] * p[0] + op[3 + i] * p[1] + op[6 + i] * p[2] + op[9 + i];
     }
     return q;
+}
+
+bool is_group(std::span<const SymOp> ops) {
+    constexpr Position general = {0.12345, 0.28712, 0.37191}; // images of it are told apart
+    constexpr double near = 0.0001;
+    const auto by_x = [](const Position &p, const Position &q) { return p[0] < q[0]; };
+    std::vector<Position> orbit;
+    for (const SymOp &op : ops) {
+        orbit.push_back(reduced(gen_pos(general, op)));
+    }
+    std::sort(orbit.begin(), orbit.end(), by_x);
+    const auto count = [&](const Position &q) {
+        const Position from = {q[0] - near, 0.0, 0.0};
+        const Position to = {q[0] + near, 0.0, 0.0};
+        return std::count_if(std::lower_bound(orbit.begin(), orbit.end(), from, by_x),
+                             std::upper_bound(orbit.begin(), orbit.end(), to, by_x),
+                             [&](const Position &p) { return coincide(p, q); });
+    };
+    return std::all_of(ops.begin(), ops.end(), [&](const SymOp &op) {
+        return std::all_of(orbit.begin(), orbit.end(),
+                           [&](const Position &p) { return count(reduced(gen_pos(p, op))) == 1; });
+    });
 }
 
 Hkl gen_reflex(const Hkl &hkl, const SymOp &op) {

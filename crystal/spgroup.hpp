@@ -5,6 +5,7 @@
 #include "crystal/lattice.hpp"
 
 #include <array>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,10 @@ using Position = std::array<double, 3>;
 
 // R p + t.
 Position gen_pos(const Position &p, const SymOp &op);
+
+// Whether the product of any two operations is one of them, up to lattice translations, and each
+// stands once.
+bool is_group(std::span<const SymOp> ops);
 
 // The indices of an equivalent reflection, h'_j = sum_i h_i R_ij, each matrix entry truncated to an
 // integer: F(h') = F(h) exp(+2 pi i h.t).

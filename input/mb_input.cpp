@@ -242,7 +242,8 @@ void close_input(InputFile &stream) {
     // A pipe may have no end, and a comment needs none here.
     while (is_file && fgets_lf(element_limit, line, stream) != nullptr &&
            !begins_with(line, "COMMENT{")) {
-        if (line[0] != '#' && line[0] != '%' && !tokens_of(line).empty()) {
+        const std::vector<std::string> tokens = tokens_of(line);
+        if (!tokens.empty() && tokens[0][0] != '#' && tokens[0][0] != '%') {
             mb_fprintf(stdout, "$$ Warning: \"%s\" and what follows it is not read.\n",
                        rm_cr(line));
             break;

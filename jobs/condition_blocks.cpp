@@ -2,6 +2,7 @@
 
 #include "app/mb_mpi.hpp"
 #include "app/run_settings.hpp"
+#include "crystal/low_order_warnings.hpp"
 #include "dynamics/rfsearch.hpp"
 #include "dynamics/rfsearch_list.hpp"
 #include "input/mb_input.hpp"
@@ -109,6 +110,7 @@ void read_beam_search(Sd &sd, const Csd &csd, const std::string &base_name, std:
     chk_data("BEAM_SEARCH{", stream);
     fget_sd_beams(sd, csd, stream);
     warn_incidence(sd.beam, sd.beams, csd.metric);
+    warn_gain(csd, sd.beam.acc_voltage);
     // Before anything goes through the list for each of its reflections.
     const double n = sd.beams.size();
     require_memory(sizeof(complex) * n * n, "the potential matrix");

@@ -107,6 +107,7 @@ TEST(SpaceGroupTable, Failures) {
                                      "1 0 5 1 P\nX,Y,Z+0.5\n",
                                      "1 0 5 1 P\nX,Y,Z+1\n",
                                      "1 0 5 1 P\nX,Y,Z+1/2/3\n",
+                                     "1 0 5 1 P\nX,Y,Z # 1/2\n",
                                      "1 0 4 1 P\n"};
     for (const char *text : malformed) {
         write_file("orvelspg.dat", text);
@@ -143,6 +144,18 @@ TEST(SymmetryOperation, IndicesTransformAgainstPositions) {
                         h.h * q[0] + h.k * q[1] + h.l * q[2], 1e-12)
                 << symbol;
         }
+    }
+}
+
+TEST(SymmetryOperation, GroupsAreKnown) {
+    for (const char *symbol : {"P 1", "P 61", "F d -3 m:2", "R -3 c:H", "I a -3 d"}) {
+        std::vector<SymOp> ops = gemmi_ops(symbol);
+        EXPECT_TRUE(is_group(ops)) << symbol;
+        ops.push_back(ops.back());
+        EXPECT_FALSE(is_group(ops)) << symbol;
+        ops.pop_back();
+        ops.back()[11] += 0.25;
+        EXPECT_FALSE(is_group(ops)) << symbol;
     }
 }
 

@@ -177,6 +177,8 @@ TEST(Warnings, OfWhatIsReadOtherwise) {
          "the line of //bc_accuracy sets bc_accuracy, to its second word."},
         {cbed(with(&Conditions::settings, "eigen_eps 1e-12 inv_eps 1e-10\n")),
          "inv_eps is a second key on its line: it is not read."},
+        {cbed(with(&Conditions::settings, "eigen_eps 1e-9 ; inv_eps 1e-10\n")),
+         "inv_eps is a second key on its line: it is not read."},
         {cbed(with(&Conditions::settings, "epsilon.vg_select_flag\t\t1\t\t# (1:on)\n")), nullptr},
         {cbed(with(&Conditions::incidence, "0 0 1\n0 0 1\n2 0\n")),
          "\"2 0\" holds 2 of 3 numbers; what is missing is 0."},
