@@ -174,6 +174,15 @@ double component_translation(std::string_view component) {
     return numerator < 0 || denominator < 1 ? -1.0 : static_cast<double>(numerator) / denominator;
 }
 
+// The sign of a fraction is not read: 3/4 is written for -1/4.
+void warn_fraction_sign(std::string_view component, const std::string &text) {
+    const std::size_t slash = component.find('/');
+    if (slash != component.npos && slash >= 2 && component[slash - 2] == '-') {
+        mb_fprintf(stdout, "$$ Warning: the minus before the fraction in \"%s\" is not read.\n",
+                   text.c_str());
+    }
+}
+
 // Whether the component has nothing but letters, signs and one fraction of two digits: not Z+0.5,
 // Z+1, Z+1/2/3 or a remark.
 bool is_well_formed(std::string_view component) {
@@ -251,6 +260,7 @@ SymOp decode_sym_op(const std::string &text) {
         op[3 + row] = letter_coefficient(component, 'Y');
         op[6 + row] = letter_coefficient(component, 'Z');
         op[9 + row] = component_translation(component);
+        warn_fraction_sign(component, text);
         if (op[9 + row] < 0.0 || !is_well_formed(component)) {
             end_invalid_operator(text);
         }

@@ -93,7 +93,7 @@ void chk_keyword(const char *keyword, const std::string &found, const char *info
         mb_fprintf(stdout, "$$ Data format error has been found at %s.\n$$ Abort.\n", keyword);
         mb_fprintf(stdout, "$$ buf=%s\n", found.c_str());
         if (tokens_of(found.c_str()) == std::vector<std::string>{keyword}) {
-            mb_fprintf(stdout, "$$ A blank or tab stands before or behind the keyword.\n");
+            mb_fprintf(stdout, "$$ A blank, tab or comma stands before or behind the keyword.\n");
         }
         if (info != nullptr) {
             mb_fprintf(stdout, "$$%s\n", info);

@@ -127,6 +127,8 @@ TEST(SymmetryOperation, Decoding) {
     // Only the first minus sign of a component is seen, and never that of a fraction.
     EXPECT_EQ(decode_sym_op("-X-Y,Y,Z"), (SymOp{-1, 0, 0, 1, 1, 0, 0, 0, 1, 0, 0, 0}));
     EXPECT_EQ(decode_sym_op("X,-1/2+Y,1/4-Z"), (SymOp{1, 0, 0, 0, 1, 0, 0, 0, -1, 0, 0.5, 0.25}));
+    EXPECT_EQ(outcome_of([] { decode_sym_op("X,Y,Z-1/4"); }).out,
+              "$$ Warning: the minus before the fraction in \"X,Y,Z-1/4\" is not read.\n");
     EXPECT_EQ(inv_sym_op(decode_sym_op("X,Y+1/2,-Z")),
               (SymOp{-1, 0, 0, 0, -1, 0, 0, 0, 1, 0, -0.5, 0}));
 }
