@@ -90,15 +90,14 @@ double largest_absorptive_part(const Hkl &g, const Csd &csd) {
 }
 
 // Bonds change structure factors by less, and mistakes by more: another sign or unit, a modulus,
-// another cell or temperature factor. F_0: that of 000.
-void warn_far_from_tables(const LowOrderF &entry, const Csd &csd, double F_0) {
+// another cell or temperature factor. F: the given one, total (lof_type 1) or elastic; F_0: that of
+// 000.
+void warn_far_from_tables(const Hkl &g, complex F, const Csd &csd, double F_0) {
     constexpr double far = 0.5;        // of the tables' own
     constexpr double noticeable = 0.1; // of F_0
     if (!is_tabled(csd)) {
         return;
     }
-    const Hkl &g = entry.hkl;
-    const complex F = csd.lof_type == 1 ? entry.total : given_elastic_part(entry, csd);
     const auto [tabled, status] = calc_Fg_ela(g, csd, usual_voltage);
     const double off = c_abs(c_sub(F, tabled));
     const double absorptive = csd.lof_type == 1 ? largest_absorptive_part(g, csd) : 0.0;
@@ -111,21 +110,16 @@ void warn_far_from_tables(const LowOrderF &entry, const Csd &csd, double F_0) {
     }
 }
 
-// Of entries that give it apart (lof_type 3 and 4).
-void warn_absorption(const LowOrderF &entry, const Csd &csd) {
-    const Hkl &g = entry.hkl;
-    if (csd.lof_type < 3) {
-        return;
-    }
-    const complex given = c_sub(given_part(entry, csd), given_elastic_part(entry, csd));
+// Of an absorptive part that is given apart (lof_type 3 and 4); both in A. most_of_000: the largest
+// that counts for 000.
+void warn_absorption(const Hkl &g, double given, const Csd &csd, double most_of_000) {
     // Where those of the sites cancel, what is left of them does not measure them.
-    const double most =
-        std::max(largest_absorptive_part(g, csd), 0.25 * largest_absorptive_part({}, csd));
-    if (c_abs(given) > most && may_warn(Told::structure_factor)) {
+    const double most = std::max(largest_absorptive_part(g, csd), 0.25 * most_of_000);
+    if (given > most && may_warn(Told::structure_factor)) {
         mb_fprintf(stdout,
                    "$$ Warning: the absorptive part of the structure factor given for %d %d %d, %g "
                    "A, is more than absorption explains.\n",
-                   g.h, g.k, g.l, c_abs(given));
+                   g.h, g.k, g.l, given);
     }
 }
 
@@ -138,11 +132,13 @@ void warn_low_order_factors(const Csd &csd) {
     constexpr double visible = 1e-3; // A
     GivenFactors given;
     const double F_0 = calc_F_0_re(csd);
+    const double most_absorptive = largest_absorptive_part({}, csd);
     int number = 0;
     for (const LowOrderF &entry : csd.low_order) {
         chk_interrupt(number++, static_cast<int>(csd.low_order.size())); // sums over all atoms
         const Hkl &g = entry.hkl;
         const complex F = given_part(entry, csd);
+        const complex elastic = given_elastic_part(entry, csd);
         if (c_abs(F) > F_0 && g != Hkl{} && may_warn(Told::structure_factor)) {
             mb_fprintf(stdout,
                        "$$ Warning: the structure factor given for %d %d %d is larger than that of "
@@ -163,9 +159,11 @@ void warn_low_order_factors(const Csd &csd) {
                        g.h, g.k, g.l);
         }
         stock_fg_tbl_sym(g, F, given.total, csd.group.ops);
-        stock_fg_tbl_sym(g, given_elastic_part(entry, csd), given.elastic, csd.group.ops);
-        warn_far_from_tables(entry, csd, F_0);
-        warn_absorption(entry, csd);
+        stock_fg_tbl_sym(g, elastic, given.elastic, csd.group.ops);
+        warn_far_from_tables(g, csd.lof_type == 1 ? F : elastic, csd, F_0);
+        if (csd.lof_type >= 3) {
+            warn_absorption(g, c_abs(c_sub(F, elastic)), csd, most_absorptive);
+        }
         const auto is_known = [&](const SymOp &op) {
             return search_g_table(gen_reflex(g, op), given.total) >= 0;
         };
@@ -177,7 +175,6 @@ void warn_low_order_factors(const Csd &csd) {
             return;
         }
     }
-    const double most_absorptive = largest_absorptive_part({}, csd);
     for (const LowOrderF &entry : csd.low_order) {
         warn_friedel_mate(entry.hkl, given, csd.lof_type, most_absorptive);
     }

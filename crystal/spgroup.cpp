@@ -198,9 +198,11 @@ bool is_well_formed(std::string_view component) {
     return true;
 }
 
+// Of fractional coordinates that are the same.
+constexpr double tolerance = 0.0001;
+
 // Positions that are reduced to the cell.
 bool coincide(const Position &p, const Position &q) {
-    constexpr double tolerance = 0.0001;
     for (std::size_t i = 0; i < 3; ++i) {
         const double d = std::fabs(p[i] - q[i]);
         if (!(d < tolerance || std::fabs(d - 1.0) < tolerance)) {
@@ -288,7 +290,6 @@ Position gen_pos(const Position &p, const SymOp &op) {
 
 bool is_group(std::span<const SymOp> ops) {
     constexpr Position general = {0.12345, 0.28712, 0.37191}; // images of it are told apart
-    constexpr double near = 0.0001;
     const auto by_x = [](const Position &p, const Position &q) { return p[0] < q[0]; };
     std::vector<Position> orbit;
     for (const SymOp &op : ops) {
@@ -296,8 +297,8 @@ bool is_group(std::span<const SymOp> ops) {
     }
     std::sort(orbit.begin(), orbit.end(), by_x);
     const auto count = [&](const Position &q) {
-        const Position from = {q[0] - near, 0.0, 0.0};
-        const Position to = {q[0] + near, 0.0, 0.0};
+        const Position from = {q[0] - tolerance, 0.0, 0.0};
+        const Position to = {q[0] + tolerance, 0.0, 0.0};
         return std::count_if(std::lower_bound(orbit.begin(), orbit.end(), from, by_x),
                              std::upper_bound(orbit.begin(), orbit.end(), to, by_x),
                              [&](const Position &p) { return coincide(p, q); });

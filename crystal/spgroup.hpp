@@ -32,9 +32,9 @@ SpaceGroup read_sp_group_tbl(int number);
 std::string read_latt_type(int number);
 
 // One operator line ("-X,Y+1/2,-Z"). Only the first minus sign of a component is examined and the
-// sign of a fraction is not read; the table is written accordingly. Ends the run where the text
-// does not decode to an operation: three components, whole fractions, a rotation of determinant +1
-// or -1.
+// sign of a fraction is not read, which is told; the table is written accordingly. Ends the run
+// where the text does not decode to an operation: three components of letters, signs and at most
+// one fraction of two digits, a rotation of determinant +1 or -1.
 SymOp decode_sym_op(const std::string &text);
 // The inverse operation as the centrosymmetry flag adds it: R and t negated, t not reduced.
 SymOp inv_sym_op(const SymOp &op);
